@@ -1,0 +1,110 @@
+#pragma once
+// Halvora: the one public object of the library. Configure it (API base URL, custom data,
+// delegate), start it, stop it. It keeps this device registered with the service while started
+// and holds the current support session.
+//
+//   platform::install({...});                  // optional: host services (main queue, store...)
+//   auto& halvora = Halvora::instance();
+//   halvora.setApi("https://support.example.com");
+//   halvora.setCustomData({{"plan", "pro"}});
+//   halvora.start();
+//
+// Everything here is meant for the main thread.
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/error.h"
+#include "core/json.h"
+#include "core/request.h"
+#include "core/version.h"
+
+namespace halvora {
+
+class HLVDevice;
+class HLVSession;
+class HLVHalvoraWindow;
+class HalvoraDelegate;
+
+class Halvora {
+public:
+    // The production service.
+    static constexpr const char* kDefaultApi = "https://api.halvora.io";
+
+    // error or none, session or none.
+    using SessionCallback = std::function<void(OptionalError, std::shared_ptr<HLVSession>)>;
+
+    // The process-wide instance, created on first use (on the main thread) and never destroyed.
+    // Creating it sends nothing.
+    static Halvora& instance();
+    // Whether the library starts itself at launch: the information key "HLVAutostart" when the
+    // application has it, else true.
+    static bool autostarts();
+    // The REST transport; see sendRequest in core/request.h.
+    static void request(const std::string& url, const RequestOptions& options, RequestCallback callback);
+    // "1.5.4".
+    static std::string version() { return kHalvoraVersion; }
+
+    // Logs "Initialised Halvora SDK <version>", marks the library started and begins registering
+    // the device. A second start does nothing.
+    Halvora& start();
+    // Ends an active current session, deregisters the device, then marks the library stopped.
+    // The outcome is logged ("Halvora Stopped" or "Error stopping Halvora: ...").
+    Halvora& stop();
+    // While started: sets integrations up again and restarts the registration loop.
+    void reinitialize();
+    bool isStarted() const { return started_; }
+
+    // The API base URL, without a trailing slash; request paths are appended to it. Not validated.
+    // Changing it while started registers again against the new base.
+    void setApi(std::string api);
+    const std::string& api() const { return api_; }
+
+    // Application data sent with registrations and session activations; merged into what was set
+    // before (keys are never removed). Registers at once while started.
+    void setCustomData(const Json& data);
+    // The merged custom data; an empty object when none was set.
+    Json customData() const;
+
+    // This installation's persistent identifier; available before any registration.
+    std::string deviceId() const;
+    std::shared_ptr<HLVDevice> device() const { return device_; }
+
+    void setDelegate(std::shared_ptr<HalvoraDelegate> delegate) { delegate_ = std::move(delegate); }
+    std::shared_ptr<HalvoraDelegate> delegate() const { return delegate_; }
+
+    // Called when the user taps the sharing banner; by default opens the session screen.
+    void setOnStatusTap(std::function<void()> onTap);
+    std::function<void()> onStatusTap() const;
+
+    // The session the library is attached to, or none.
+    std::shared_ptr<HLVSession> currentSession() const { return currentSession_; }
+    // Cleans the previous current session up (even when it is the same one) and stores `session`.
+    void setCurrentSession(std::shared_ptr<HLVSession> session);
+    // POSTs a new session and makes it current. The callback is required.
+    Halvora& createSession(SessionCallback callback);
+    // Fetches a session by identifier or code and makes it current. The callback is required.
+    Halvora& getSession(const std::string& idOrCode, SessionCallback callback);
+
+    // The overlay window's model (banner, annotations).
+    HLVHalvoraWindow& overlay() const { return *overlay_; }
+
+    Halvora(const Halvora&) = delete;
+    Halvora& operator=(const Halvora&) = delete;
+
+private:
+    Halvora();
+    ~Halvora();
+    void adoptSession(std::optional<Json> answer, OptionalError error, const SessionCallback& callback);
+
+    std::unique_ptr<HLVHalvoraWindow> overlay_;
+    std::shared_ptr<HLVSession> currentSession_;
+    bool started_ = false;
+    std::string api_;
+    std::shared_ptr<HalvoraDelegate> delegate_;
+    std::shared_ptr<HLVDevice> device_;
+};
+
+}  // namespace halvora

@@ -1,0 +1,122 @@
+#include "device/device.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "core/halvora.h"
+#include "platform/linux_device_info.h"
+#include "platform/log.h"
+#include "platform/platform.h"
+
+namespace halvora {
+
+std::shared_ptr<HLVDevice> HLVDevice::create() { return std::shared_ptr<HLVDevice>(new HLVDevice()); }
+
+std::shared_ptr<HLVDevice> HLVDevice::self() {
+    return std::static_pointer_cast<HLVDevice>(shared_from_this());
+}
+
+std::string HLVDevice::url() const { return Halvora::instance().api() + "/api/1/devices/" + id(); }
+
+std::string HLVDevice::id() const {
+    auto& store = platform::store();
+    if (auto stored = store.get(kDeviceIdKey)) return *stored;
+    std::string fresh = platform::makeUuidString();
+    if (!store.set(kDeviceIdKey, fresh)) {
+        platform::log("Halvora could not save the device identifier; it will change at the next launch");
+    }
+    return fresh;
+}
+
+platform::HeaderList HLVDevice::headers(const std::string& token) {
+    return {
+        {"Authorization", "Bearer " + token},
+        {"X-HalvoraSDKVersion", Halvora::version()},
+        {"X-HalvoraPlatform", "ios"},
+    };
+}
+
+std::string HLVDevice::stringWithDeviceToken(const std::vector<std::uint8_t>& token) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string hex;
+    hex.reserve(token.size() * 2);
+    for (std::uint8_t byte : token) {
+        hex.push_back(kDigits[byte >> 4]);
+        hex.push_back(kDigits[byte & 0x0f]);
+    }
+    return hex;
+}
+
+void HLVDevice::setCustomData(const Json& data) {
+    if (!customData_) customData_ = Json::object();
+    if (!data.is_object()) return;
+    for (const auto& [key, value] : data.items()) {
+        if (!value.is_null()) (*customData_)[key] = value;
+    }
+}
+
+void HLVDevice::registerDevice(DeviceCompletion completion) {
+    Json body = Json::object();
+    body["push_token"] = token_ ? stringWithDeviceToken(*token_) : std::string();
+    body["push_provider"] = "APNS";
+    body["device"] = info();
+    if (customData_) body["custom_data"] = *customData_;
+
+    auto device = self();
+    update(body, [device, completion = std::move(completion)](OptionalError error,
+                                                               const std::shared_ptr<HLVRESTResource>&) {
+        if (error) platform::log("Halvora registration error: " + error->description());
+        device->openNotificationSocket();
+        if (completion) completion(std::move(error), device);
+    });
+}
+
+std::chrono::seconds HLVDevice::registrationDelay(const OptionalError& error,
+                                                  const std::optional<Json>& nextRegistration) {
+    using std::chrono::seconds;
+    if (error) return seconds(60);
+    double requested = 0;
+    if (nextRegistration && nextRegistration->is_number()) requested = nextRegistration->get<double>();
+    if (!(requested >= 61)) return seconds(60);  // also catches NaN
+    if (requested > 3599) return seconds(3600);
+    return seconds(static_cast<long>(std::floor(requested)));
+}
+
+void HLVDevice::runRegistrationLoop() {
+    if (nextRegistration_) {
+        nextRegistration_.cancel();
+        nextRegistration_ = {};
+    }
+    loop();
+}
+
+void HLVDevice::loop() {
+    if (nextRegistration_) return;  // at most one timer
+    registerDevice([](OptionalError error, const std::shared_ptr<HLVDevice>& device) {
+        auto delay = registrationDelay(error, device->field("next_registration"));
+        // Replaces whatever was pending without cancelling it: a loop restarted while this
+        // registration was in flight keeps running alongside, by design.
+        device->nextRegistration_ = platform::mainQueue().postAfter(delay, [device] {
+            device->nextRegistration_ = {};
+            device->loop();
+        });
+    });
+}
+
+void HLVDevice::deregister(Completion completion) {
+    customData_.reset();
+    // The notification socket is closed and dropped here once the realtime channel exists.
+    if (nextRegistration_) {
+        nextRegistration_.cancel();
+        nextRegistration_ = {};
+    }
+    deleteResource(std::move(completion));
+    cleanup();
+}
+
+void HLVDevice::openNotificationSocket() {
+    // The notification channel (agent-started sessions) attaches here; it arrives with the
+    // realtime layer. Until then a registration only keeps the record.
+}
+
+}  // namespace halvora

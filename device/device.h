@@ -1,0 +1,83 @@
+#pragma once
+// This installation of the host application at the service. While the library is started it keeps
+// the device registered: it sends the device's description, push token and custom data, reads back
+// when to register next, and repeats.
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/rest_resource.h"
+#include "platform/http_client.h"
+#include "platform/main_queue.h"
+
+namespace halvora {
+
+class HLVDevice final : public HLVRESTResource {
+public:
+    using DeviceCompletion = std::function<void(OptionalError, std::shared_ptr<HLVDevice>)>;
+
+    // User-defaults key of the persistent identifier.
+    static constexpr const char* kDeviceIdKey = "halvora_device_id";
+
+    static std::shared_ptr<HLVDevice> create();
+
+    // "<api>/api/1/devices/<id>".
+    std::string url() const override;
+    // The installation's identifier, made once (a new upper-case UUID) and kept in the store.
+    // Not the record's "id" field.
+    std::string id() const;
+
+    // Headers of the device's socket connections: Authorization, SDK version, platform.
+    static platform::HeaderList headers(const std::string& token);
+
+    // One registration: PUTs push token, provider, description and custom data; logs an error,
+    // then opens the notification socket when it can, then calls `completion` (may be empty).
+    void registerDevice(DeviceCompletion completion);
+    // Drops custom data, closes the notification socket, cancels the loop's timer, sends a DELETE
+    // (its outcome goes to `completion`) and, without waiting, drops the record.
+    void deregister(Completion completion);
+
+    // Lower-case hex, two digits a byte: {0x0A, 0xFF} -> "0aff".
+    static std::string stringWithDeviceToken(const std::vector<std::uint8_t>& token);
+    // The push token as the platform delivered it; setting it does not register.
+    void setToken(std::optional<std::vector<std::uint8_t>> token) { token_ = std::move(token); }
+    const std::optional<std::vector<std::uint8_t>>& token() const { return token_; }
+
+    // Merges `data` (an object) into the custom data: keys are added or replaced, never removed;
+    // null values are skipped. Does not register.
+    void setCustomData(const Json& data);
+    // A copy of the merged custom data, none until first set.
+    std::optional<Json> customData() const { return customData_; }
+
+    // Restarts the registration loop: cancels a pending timer and registers now.
+    void runRegistrationLoop();
+    // True while a next registration is scheduled.
+    bool hasPendingRegistration() const { return static_cast<bool>(nextRegistration_); }
+
+    // Opens the notification connection when the record carries "notification_url" and none is
+    // open. Called after every registration attempt.
+    void openNotificationSocket();
+
+    // The device description sent with registrations and activations.
+    static Json info();
+
+    // Delay before the next registration, from the service's "next_registration": 60 s after an
+    // error, else the value clamped to 60..3600 s (missing, negative or non-numeric reads as 0).
+    static std::chrono::seconds registrationDelay(const OptionalError& error,
+                                                  const std::optional<Json>& nextRegistration);
+
+private:
+    HLVDevice() = default;
+    void loop();
+    std::shared_ptr<HLVDevice> self();
+
+    std::optional<Json> customData_;
+    std::optional<std::vector<std::uint8_t>> token_;
+    platform::TimerHandle nextRegistration_;
+};
+
+}  // namespace halvora

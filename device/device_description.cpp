@@ -1,0 +1,46 @@
+#include "core/halvora.h"
+#include "core/json.h"
+#include "device/device.h"
+#include "platform/platform.h"
+
+namespace halvora {
+namespace {
+
+// The last known location, only when the host already holds permission; never asks for it.
+std::optional<platform::Location> lastKnownLocation() {
+    auto* source = platform::deviceInfo().location();
+    if (!source || !source->isAuthorized() || !source->servicesEnabled()) return std::nullopt;
+    source->requestUpdate();  // a fresh fix for the next registration
+    return source->lastKnown();
+}
+
+}  // namespace
+
+Json HLVDevice::info() {
+    const auto& app = platform::appInfo();
+    const auto& device = platform::deviceInfo();
+    auto location = lastKnownLocation().value_or(platform::Location{});
+
+    Json description = Json::object();
+    description["platform"] = "ios";
+    description["device"] = NotNil(device.hardwareModel());
+    description["device_locale"] = NotNil(app.preferredLocalization());
+    description["device_timezone"] = NotNil(device.timeZoneAbbreviation());
+    description["os_version"] = NotNil(device.osVersion());
+    description["app_id"] = NotNil(app.identifier());
+    description["app_name"] = NotNil(app.displayName());
+    description["app_installation_id"] = NotNil(device.installationId());
+    description["app_version"] = NotNil(app.shortVersion());
+    description["app_build"] = NotNil(app.buildNumber());
+    description["app_build_configuration"] = "release";
+    description["sdk_version"] = Halvora::version();
+    description["latitude"] = location.latitude;
+    description["longitude"] = location.longitude;
+    description["altitude"] = location.altitude;
+    description["horizontal_accuracy"] = location.horizontalAccuracy;
+    description["vertical_accuracy"] = location.verticalAccuracy;
+    description["push_enabled"] = device.isRegisteredForPushNotifications();
+    return description;
+}
+
+}  // namespace halvora

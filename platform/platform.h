@@ -1,0 +1,38 @@
+#pragma once
+// The services the library reaches the host through. A host installs its own before the first use
+// of the library; anything not installed gets a portable default when first asked for.
+
+#include <memory>
+
+#include "platform/app_info.h"
+#include "platform/background_queue.h"
+#include "platform/device_info.h"
+#include "platform/http_client.h"
+#include "platform/key_value_store.h"
+#include "platform/main_queue.h"
+
+namespace halvora::platform {
+
+struct Services {
+    std::shared_ptr<MainQueue> mainQueue;          // default: RunLoop on the system clock
+    std::shared_ptr<BackgroundQueue> background;   // default: one worker thread
+    std::shared_ptr<KeyValueStore> store;          // default: FileStore at FileStore::defaultPath
+    std::shared_ptr<AppInfo> appInfo;              // default: StaticAppInfo named after the executable
+    std::shared_ptr<DeviceInfo> deviceInfo;        // default: LinuxDeviceInfo
+    std::shared_ptr<HttpClient> http;              // default: CurlHttpClient
+};
+
+// Installs the given services; empty members keep (or lazily get) their defaults.
+// Call before the library is first used, from the thread that will be the main thread.
+void install(Services services);
+// The installed services, with defaults filled in for anything missing.
+const Services& services();
+
+inline MainQueue& mainQueue() { return *services().mainQueue; }
+inline BackgroundQueue& backgroundQueue() { return *services().background; }
+inline KeyValueStore& store() { return *services().store; }
+inline const AppInfo& appInfo() { return *services().appInfo; }
+inline const DeviceInfo& deviceInfo() { return *services().deviceInfo; }
+inline HttpClient& http() { return *services().http; }
+
+}  // namespace halvora::platform

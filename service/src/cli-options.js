@@ -1,0 +1,64 @@
+import { parseArgs } from 'node:util';
+
+export const USAGE = `Usage: node src/server.js [options]
+  --host HOST                 address to listen on (default 127.0.0.1; other than loopback
+                              only when given here)
+  --port PORT                 port to listen on; 0 picks a free one (default 0)
+  --port-file FILE            write the base URL to FILE once listening
+  --public-url URL            base URL to hand out in records instead of the listening address
+  --next-registration SECONDS how long devices wait before registering again (default 600)
+  --quiet                     no per-request log lines
+  --help                      show this help`;
+
+// Parses the command line into createService / listen settings; throws Error with a
+// message meant for the user on anything malformed.
+export function parseCliOptions(argv) {
+  const { values } = parseArgs({
+    args: argv,
+    options: {
+      host: { type: 'string' },
+      port: { type: 'string', default: '0' },
+      'port-file': { type: 'string' },
+      'public-url': { type: 'string' },
+      'next-registration': { type: 'string' },
+      quiet: { type: 'boolean', default: false },
+      help: { type: 'boolean', default: false },
+    },
+    strict: true,
+    allowPositionals: false,
+  });
+  return {
+    help: values.help,
+    host: values.host ?? '127.0.0.1',
+    hostGiven: values.host !== undefined,
+    port: integerOption('--port', values.port, 0, 65535),
+    portFile: values['port-file'],
+    publicUrl: values['public-url'] === undefined ? undefined : urlOption(values['public-url']),
+    nextRegistration:
+      values['next-registration'] === undefined
+        ? undefined
+        : integerOption('--next-registration', values['next-registration'], 1, 31_536_000),
+    quiet: values.quiet,
+  };
+}
+
+function integerOption(name, text, min, max) {
+  if (!/^[0-9]+$/.test(text)) throw new Error(`${name} must be a whole number, got "${text}"`);
+  const value = Number(text);
+  if (value < min || value > max) throw new Error(`${name} must be between ${min} and ${max}`);
+  return value;
+}
+
+function urlOption(text) {
+  let url;
+  try {
+    url = new URL(text);
+  } catch {
+    throw new Error(`--public-url must be an absolute URL, got "${text}"`);
+  }
+  if (url.protocol !== 'http:' && url.protocol !== 'https:') {
+    throw new Error('--public-url must be an http or https URL');
+  }
+  // Clients append paths to it, so hand it out without a trailing slash.
+  return url.href.replace(/\/+$/, '');
+}

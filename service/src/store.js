@@ -1,0 +1,208 @@
+import { EventEmitter } from 'node:events';
+import { conflict, notFound } from './errors.js';
+import { deviceRecord, sessionRecord } from './records.js';
+import { SessionCodes } from './session-codes.js';
+import { checkTransition } from './session-states.js';
+import { newId, newToken } from './tokens.js';
+import { isSessionCode } from './validate.js';
+
+export const DEFAULT_NEXT_REGISTRATION = 600;
+
+// In-memory devices and sessions. Every change ends in #publish, which emits one 'change'
+// event ({ kind: 'session' | 'device', action: 'created' | 'updated' | 'deleted', record })
+// so the socket layer can push fresh records to whoever is listening.
+export class Store extends EventEmitter {
+  #sessions = new Map(); // id -> session, in creation order
+  #devices = new Map(); // id -> device, in first-registration order
+  #tokens = new Map(); // bearer token -> { channel, id }
+  #codes;
+  #baseUrl;
+  #nextRegistration;
+  #now;
+  #onListenerError;
+
+  constructor({
+    baseUrl = () => '',
+    nextRegistration = DEFAULT_NEXT_REGISTRATION,
+    now = () => new Date(),
+    generateCode,
+    onListenerError = () => {},
+  } = {}) {
+    super();
+    this.#baseUrl = baseUrl;
+    this.#nextRegistration = nextRegistration;
+    this.#now = now;
+    this.#codes = new SessionCodes({ generate: generateCode });
+    this.#onListenerError = onListenerError;
+  }
+
+  // ---- sessions ----
+
+  createSession({ deviceId } = {}) {
+    const id = newId();
+    const session = {
+      id,
+      code: this.#codes.allocate(id),
+      state: 'pending',
+      controlToken: this.#issueToken('control', id),
+      streamToken: this.#issueToken('stream', id),
+      agentToken: this.#issueToken('agent', id),
+      createdAt: this.#timestamp(),
+      deviceId,
+    };
+    this.#sessions.set(id, session);
+    return this.#commitSession(session, 'created');
+  }
+
+  startSessionForDevice(deviceId) {
+    this.#findDevice(deviceId);
+    return this.createSession({ deviceId });
+  }
+
+  getSession(ref) {
+    return this.#sessionRecord(this.#findSession(ref));
+  }
+
+  listSessions() {
+    return [...this.#sessions.values()].map((session) => this.#sessionRecord(session));
+  }
+
+  // The device's own state change: only forward moves are allowed, anything else is a bad request.
+  changeSessionState(ref, { state, device, customData }) {
+    const session = this.#findSession(ref);
+    checkTransition(session.state, state);
+    if (state === 'active') {
+      if (device !== undefined) session.device = device;
+      if (customData !== undefined) session.customData = customData;
+    }
+    this.#applyState(session, state);
+    return this.#commitSession(session, 'updated');
+  }
+
+  // Returns the agent's token along with the record: it is the agent's key to the session channel.
+  joinSession(ref, { id = newId(), name = 'Agent' } = {}) {
+    const session = this.#findSession(ref);
+    if (session.state === 'ended') throw conflict('Session has ended');
+    session.agent = { id, name };
+    return { record: this.#commitSession(session, 'updated'), agentToken: session.agentToken };
+  }
+
+  endSession(ref) {
+    const session = this.#findSession(ref);
+    if (session.state === 'ended') throw conflict('Session has already ended');
+    this.#applyState(session, 'ended');
+    return this.#commitSession(session, 'updated');
+  }
+
+  // ---- devices ----
+
+  // Creates or refreshes a device. custom_data left out keeps what an earlier registration gave.
+  registerDevice(id, { pushToken, pushProvider, device, customData }) {
+    let entry = this.#devices.get(id);
+    const action = entry ? 'updated' : 'created';
+    if (!entry) {
+      entry = { id, notificationToken: this.#issueToken('notification', id) };
+      this.#devices.set(id, entry);
+    }
+    entry.pushToken = pushToken;
+    entry.pushProvider = pushProvider;
+    entry.device = device;
+    if (customData !== undefined) entry.customData = customData;
+    entry.registeredAt = this.#timestamp();
+    return this.#commitDevice(entry, action);
+  }
+
+  getDevice(id) {
+    return this.#deviceRecord(this.#findDevice(id));
+  }
+
+  listDevices() {
+    return [...this.#devices.values()].map((device) => this.#deviceRecord(device));
+  }
+
+  removeDevice(id) {
+    const device = this.#findDevice(id);
+    this.#devices.delete(id);
+    this.#tokens.delete(device.notificationToken);
+    return this.#commitDevice(device, 'deleted');
+  }
+
+  // Replaces a device's notification token; the old one stops identifying anything.
+  rotateNotificationToken(id) {
+    const device = this.#findDevice(id);
+    this.#tokens.delete(device.notificationToken);
+    device.notificationToken = this.#issueToken('notification', id);
+    return this.#commitDevice(device, 'updated');
+  }
+
+  // ---- tokens ----
+
+  // What a bearer token opens: { channel: 'control' | 'stream' | 'agent', sessionId }
+  // or { channel: 'notification', deviceId }; undefined for anything unknown.
+  resolveToken(token) {
+    const entry = typeof token === 'string' ? this.#tokens.get(token) : undefined;
+    if (!entry) return undefined;
+    return entry.channel === 'notification'
+      ? { channel: entry.channel, deviceId: entry.id }
+      : { channel: entry.channel, sessionId: entry.id };
+  }
+
+  // ---- internals ----
+
+  #findSession(ref) {
+    const id = isSessionCode(ref) ? this.#codes.sessionIdFor(ref) : ref;
+    const session = id === undefined ? undefined : this.#sessions.get(id);
+    if (!session) throw notFound('Session not found');
+    return session;
+  }
+
+  #findDevice(id) {
+    const device = this.#devices.get(id);
+    if (!device) throw notFound('Device not found');
+    return device;
+  }
+
+  #applyState(session, state) {
+    session.state = state;
+    if (state === 'ended') {
+      session.endedAt = this.#timestamp();
+      this.#codes.release(session.code);
+    }
+  }
+
+  #issueToken(channel, id) {
+    const token = newToken();
+    this.#tokens.set(token, { channel, id });
+    return token;
+  }
+
+  #timestamp() {
+    return this.#now().toISOString();
+  }
+
+  #sessionRecord(session) {
+    return sessionRecord(session, this.#baseUrl());
+  }
+
+  #deviceRecord(device) {
+    return deviceRecord(device, this.#baseUrl(), this.#nextRegistration);
+  }
+
+  #commitSession(session, action) {
+    return this.#publish('session', action, this.#sessionRecord(session));
+  }
+
+  #commitDevice(device, action) {
+    return this.#publish('device', action, this.#deviceRecord(device));
+  }
+
+  #publish(kind, action, record) {
+    try {
+      this.emit('change', { kind, action, record });
+    } catch (err) {
+      // The change already happened; a failing listener must not turn it into an error answer.
+      this.#onListenerError(err);
+    }
+    return record;
+  }
+}

@@ -1,0 +1,78 @@
+import assert from 'node:assert/strict';
+import { spawn } from 'node:child_process';
+import { once } from 'node:events';
+import { mkdtemp, readFile, rm } from 'node:fs/promises';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { test } from 'node:test';
+import { fileURLToPath } from 'node:url';
+import { createService } from '../src/app.js';
+
+const SERVER = fileURLToPath(new URL('../src/server.js', import.meta.url));
+
+function run(args) {
+  const child = spawn(process.execPath, [SERVER, ...args], { stdio: ['ignore', 'pipe', 'pipe'] });
+  const output = { stdout: '', stderr: '' };
+  child.stdout.setEncoding('utf8').on('data', (text) => (output.stdout += text));
+  child.stderr.setEncoding('utf8').on('data', (text) => (output.stderr += text));
+  const exited = once(child, 'exit');
+  return { child, output, exited };
+}
+
+async function until(condition, what) {
+  const deadline = Date.now() + 30_000;
+  while (!condition()) {
+    if (Date.now() > deadline) throw new Error(`gave up waiting for ${what}`);
+    await new Promise((resolve) => setTimeout(resolve, 20));
+  }
+}
+
+test('the command line service announces itself, writes the port file and stops on SIGTERM', async (t) => {
+  const dir = await mkdtemp(join(tmpdir(), 'halvora-service-'));
+  t.after(() => rm(dir, { recursive: true, force: true }));
+  const portFile = join(dir, 'service.url');
+  const { child, output, exited } = run(['--port', '0', '--port-file', portFile, '--next-registration', '45']);
+  t.after(() => child.kill('SIGKILL'));
+
+  await until(() => output.stdout.includes('\n') || child.exitCode !== null, 'the listening line');
+  const match = /^Halvora reference service listening on (http:\/\/127\.0\.0\.1:(\d+))\n$/.exec(output.stdout);
+  assert.ok(match, `unexpected stdout: ${JSON.stringify(output.stdout)} stderr: ${output.stderr}`);
+  const baseUrl = match[1];
+  assert.notEqual(match[2], '0');
+  assert.equal((await readFile(portFile, 'utf8')).trim(), baseUrl);
+
+  const response = await fetch(`${baseUrl}/api/1/devices/CLI-DEVICE`, {
+    method: 'PUT',
+    headers: { 'Content-Type': 'application/json; charset=utf-8' },
+    body: JSON.stringify({ push_token: '', push_provider: 'none', device: {} }),
+  });
+  const device = await response.json();
+  assert.equal(device.next_registration, 45);
+  assert.equal(device.notification_url, baseUrl);
+  await until(() => output.stderr.includes('PUT /api/1/devices/CLI-DEVICE 200'), 'the request log line');
+  assert.ok(!output.stderr.includes(device.notification_token));
+
+  child.kill('SIGTERM');
+  const [code] = await exited;
+  assert.equal(code, 0);
+  assert.equal(output.stdout.split('\n').length, 2, 'exactly one line on stdout');
+});
+
+test('bad command lines exit with a usage message', async () => {
+  for (const args of [['--port', 'eighty'], ['--port', '70000'], ['--next-registration', '0'], ['--bogus']]) {
+    const { output, exited } = run(args);
+    const [code] = await exited;
+    assert.equal(code, 2, args.join(' '));
+    assert.match(output.stderr, /Usage:/);
+    assert.equal(output.stdout, '');
+  }
+});
+
+test('in-process, only loopback hosts are accepted unless remote access is allowed', async () => {
+  const service = createService();
+  await assert.rejects(service.listen(0, '0.0.0.0'), /not a loopback address/);
+  assert.equal(service.server.listening, false);
+  const baseUrl = await service.listen(0, 'localhost');
+  assert.match(baseUrl, /^http:\/\/(127\.0\.0\.1|\[::1\]):\d+$/);
+  await service.close();
+});

@@ -1,0 +1,93 @@
+#pragma once
+// One support session as the device sees it: the service's record (a resource), the callbacks
+// the rest of the library hangs on it, and its frame-streaming state. The service is the authority
+// on the state; the device moves it only by activate() and end().
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/agent.h"
+#include "core/agent_event.h"
+#include "core/rest_resource.h"
+
+namespace halvora {
+
+class HLVSession final : public HLVRESTResource {
+public:
+    using SessionHandler = std::function<void(const std::shared_ptr<HLVSession>&)>;
+    using AgentEventHandler = std::function<void(const AgentEventPtr&)>;
+    using SessionCompletion = std::function<void(OptionalError, std::shared_ptr<HLVSession>)>;
+
+    static std::shared_ptr<HLVSession> create();
+
+    // "<api>/api/1/sessions/<idOrCode>", or the collection "<api>/api/1/sessions" for none.
+    static std::string url(const std::optional<std::string>& idOrCode);
+    // The record's URL by its "id", else by its "code".
+    std::string url() const override;
+
+    // Validates and adopts a record, then runs the update callbacks, and the end callbacks when
+    // the state has just become "ended". A rejected record changes nothing and fires nothing.
+    OptionalError updateResource(std::optional<Json> value) override;
+
+    void fetch(SessionCompletion completion);
+    void update(const Json& body, SessionCompletion completion);
+    using HLVRESTResource::fetch;
+    using HLVRESTResource::update;
+
+    // Each adds a callback (any number of parties may register) and returns the session.
+    HLVSession& onUpdated(SessionHandler handler);
+    HLVSession& onActivated(SessionHandler handler);
+    HLVSession& onEnded(SessionHandler handler);
+    HLVSession& onAgentEvent(AgentEventHandler handler);
+
+    // PUTs {"state": "active", "device": <description>, "custom_data": <custom data>}. When the
+    // answer is active, starts the frame loop and runs the activation callbacks. Required callback.
+    void activate(SessionCompletion completion);
+    // PUTs {"state": "ended"}; the end callbacks fire from adopting the answer. Optional callback.
+    void end(SessionCompletion completion);
+
+    std::optional<std::string> code() const;
+    std::optional<std::string> state() const;
+    // The agent who joined, none when absent or not an object.
+    std::shared_ptr<HLVAgent> agent() const;
+    // True when the record has an "agent" member at all, even null.
+    bool hasAgent() const { return field("agent").has_value(); }
+    bool isPending() const { return state() == "pending"; }
+    bool isActive() const { return state() == "active"; }
+    bool isEnded() const { return state() == "ended"; }
+
+    // Hands an agent event to every agent-event callback; a null event is dropped.
+    void agentEventReceived(const AgentEventPtr& event);
+
+    // Drops the callbacks and the record (and, once sessions stream, their sockets).
+    void cleanup() override;
+
+    // Number of the last frame sent, as a decimal string ("0" before the first frame).
+    std::string lastFrameId() const { return std::to_string(lastFrameId_); }
+    // Forgets the last frame, so the next capture is sent even when unchanged.
+    void invalidateFrame() { lastFrameData_.reset(); }
+    // Starts streaming frames while the session is active. Capture attaches here with the screen
+    // layer; until then activation only marks the session as streaming.
+    void frameLoop() { ++frameLoopsStarted_; }
+    int frameLoopsStarted() const { return frameLoopsStarted_; }
+
+private:
+    HLVSession() = default;
+    std::shared_ptr<HLVSession> self();
+    static Completion adapt(SessionCompletion completion);
+    void notify(const std::vector<SessionHandler>& handlers);
+
+    std::vector<SessionHandler> onUpdated_;
+    std::vector<SessionHandler> onActivated_;
+    std::vector<SessionHandler> onEnded_;
+    std::vector<AgentEventHandler> onAgentEvent_;
+    std::uint64_t lastFrameId_ = 0;
+    std::optional<std::vector<std::uint8_t>> lastFrameData_;
+    int frameLoopsStarted_ = 0;
+};
+
+}  // namespace halvora

@@ -1,0 +1,158 @@
+// The facade's lifecycle and configuration.
+#include <gtest/gtest.h>
+
+#include "core/halvora.h"
+#include "device/device.h"
+#include "session/session.h"
+#include "tests/support/library_fixture.h"
+
+namespace halvora {
+namespace {
+
+class FacadeTest : public testing::LibraryTest {
+protected:
+    Halvora& halvora = Halvora::instance();
+    std::size_t requestsTo(const std::string& method) const {
+        std::size_t n = 0;
+        for (const auto& r : http->sent()) n += r.method == method;
+        return n;
+    }
+};
+
+TEST_F(FacadeTest, OneInstanceThatSendsNothingUntilStarted) {
+    EXPECT_EQ(&Halvora::instance(), &halvora);
+    EXPECT_FALSE(halvora.isStarted());
+    EXPECT_EQ(halvora.api(), Halvora::kDefaultApi);
+    EXPECT_EQ(Halvora::version(), "1.5.4");
+    EXPECT_TRUE(halvora.customData().is_object());
+    EXPECT_TRUE(halvora.customData().empty());
+    EXPECT_TRUE(http->sent().empty());
+}
+
+TEST_F(FacadeTest, StartTwiceLogsAndRegistersOnce) {
+    halvora.setApi("http://svc");
+    halvora.start();
+    halvora.start();
+    EXPECT_TRUE(halvora.isStarted());
+    EXPECT_EQ(countLog("Initialised Halvora SDK 1.5.4"), 1);
+    ASSERT_EQ(http->sent().size(), 1u);
+    EXPECT_EQ(http->lastSent().method, "PUT");
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/devices/" + halvora.deviceId());
+}
+
+TEST_F(FacadeTest, ApiChangesReRegisterOnlyWhenStartedAndChanged) {
+    halvora.setApi("http://one");  // stopped: stored, nothing sent
+    EXPECT_TRUE(http->sent().empty());
+    EXPECT_EQ(countLog("Warning: Halvora is using non-production API http://one"), 1);
+
+    halvora.start();
+    EXPECT_EQ(http->sent().size(), 1u);
+    EXPECT_EQ(http->lastSent().url.rfind("http://one/", 0), 0u);
+
+    halvora.setApi("http://one");  // same value: no new registration, but the warning again
+    EXPECT_EQ(http->sent().size(), 1u);
+    EXPECT_EQ(countLog("Warning: Halvora is using non-production API http://one"), 2);
+
+    halvora.setApi("http://two");
+    ASSERT_EQ(http->sent().size(), 2u);
+    EXPECT_EQ(http->lastSent().url.rfind("http://two/api/1/devices/", 0), 0u);
+
+    halvora.setApi(Halvora::kDefaultApi);  // back to production: no warning for it
+    for (const auto& line : logLines()) EXPECT_EQ(line.find(Halvora::kDefaultApi), std::string::npos) << line;
+}
+
+TEST_F(FacadeTest, CustomDataMergesAndRegistersOnlyWhileStarted) {
+    halvora.setApi("http://svc");
+    halvora.setCustomData({{"a", 1}});
+    EXPECT_TRUE(http->sent().empty());
+    EXPECT_EQ(halvora.customData(), (Json{{"a", 1}}));
+
+    halvora.start();
+    http->respondJson(200, R"({"id":"d","next_registration":600})");
+    runPending();
+    halvora.setCustomData({{"b", 2}});
+    ASSERT_EQ(http->sent().size(), 2u);
+    EXPECT_EQ(bodyOf(http->lastSent())["custom_data"], (Json{{"a", 1}, {"b", 2}}));
+}
+
+TEST_F(FacadeTest, StopWithoutSessionOnlyDeregistersAndLogsTheOutcome) {
+    halvora.setApi("http://svc");
+    halvora.start();
+    http->respondJson(200, R"({"id":"d","next_registration":600})");
+    runPending();
+    halvora.stop();
+    EXPECT_FALSE(halvora.isStarted());
+    ASSERT_EQ(http->sent().size(), 2u);
+    EXPECT_EQ(http->lastSent().method, "DELETE");
+    http->respondJson(200, R"({"id":"d"})");
+    runPending();
+    EXPECT_EQ(countLog("Halvora Stopped"), 1);
+    // Stopped means stopped: the loop's timer went with the deregistration.
+    advance(std::chrono::hours(2));
+    EXPECT_EQ(http->sent().size(), 2u);
+}
+
+TEST_F(FacadeTest, StopLogsAFailedDeregistration) {
+    halvora.setApi("http://svc");
+    halvora.start();
+    halvora.stop();
+    http->fail();  // the registration
+    runPending();
+    http->respondJson(404, R"({"message":"Device not found"})");
+    runPending();
+    EXPECT_EQ(countLog("Error stopping Halvora: Error Domain=Halvora Code=404 \"Device not found\""), 1);
+}
+
+Json sessionRecord(const char* state) {
+    return {{"type", "Session"}, {"id", "s1"}, {"code", "123456"}, {"state", state}};
+}
+
+TEST_F(FacadeTest, StopEndsAnActiveSessionBeforeDeregistering) {
+    halvora.setApi("http://svc");
+    halvora.start();
+    auto session = HLVSession::create();
+    session->updateResource(sessionRecord("active"));
+    halvora.setCurrentSession(session);
+    halvora.stop();
+    auto sent = http->sent();
+    ASSERT_EQ(sent.size(), 3u);
+    EXPECT_EQ(sent[1].method, "PUT");
+    EXPECT_EQ(sent[1].url, "http://svc/api/1/sessions/s1");
+    EXPECT_EQ(bodyOf(sent[1]), (Json{{"state", "ended"}}));
+    EXPECT_EQ(sent[2].method, "DELETE");
+    // stop() itself keeps the session; its end arrives with the answer.
+    EXPECT_EQ(halvora.currentSession(), session);
+}
+
+TEST_F(FacadeTest, StopLeavesAPendingSessionAlone) {
+    halvora.setApi("http://svc");
+    halvora.start();
+    auto session = HLVSession::create();
+    session->updateResource(sessionRecord("pending"));
+    halvora.setCurrentSession(session);
+    halvora.stop();
+    EXPECT_EQ(requestsTo("PUT"), 1u);  // only the registration
+    EXPECT_EQ(requestsTo("DELETE"), 1u);
+}
+
+TEST_F(FacadeTest, AutostartFollowsTheInformationKey) {
+    EXPECT_TRUE(Halvora::autostarts());
+    app->info["HLVAutostart"] = false;
+    EXPECT_FALSE(Halvora::autostarts());
+    app->info["HLVAutostart"] = true;
+    EXPECT_TRUE(Halvora::autostarts());
+    app->info["HLVAutostart"] = std::string("NO");
+    EXPECT_FALSE(Halvora::autostarts());
+    app->info["HLVAutostart"] = std::string("YES");
+    EXPECT_TRUE(Halvora::autostarts());
+}
+
+TEST_F(FacadeTest, StatusTapIsTheOverlays) {
+    int taps = 0;
+    halvora.setOnStatusTap([&] { ++taps; });
+    halvora.onStatusTap()();
+    EXPECT_EQ(taps, 1);
+}
+
+}  // namespace
+}  // namespace halvora

@@ -1,0 +1,174 @@
+// Device registration: identifier, body, custom data, the loop's schedule, and deregistration.
+#include <regex>
+
+#include <gtest/gtest.h>
+
+#include "core/halvora.h"
+#include "device/device.h"
+#include "tests/support/library_fixture.h"
+
+namespace halvora {
+namespace {
+
+using std::chrono::seconds;
+
+class RegistrationTest : public testing::LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        halvora.setApi("http://svc");
+    }
+    std::size_t sentCount() const { return http->sent().size(); }
+    void answerRegistration(const std::string& json = R"({"id":"d","next_registration":600})") {
+        http->respondJson(200, json);
+        runPending();
+    }
+
+    Halvora& halvora = Halvora::instance();
+    std::shared_ptr<HLVDevice> dev = halvora.device();
+};
+
+TEST_F(RegistrationTest, IdentifierIsMadeOnceAndKept) {
+    EXPECT_FALSE(store->get("halvora_device_id"));
+    std::string id = dev->id();
+    EXPECT_TRUE(std::regex_match(id, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
+        << id;
+    EXPECT_EQ(store->get("halvora_device_id"), id);
+    EXPECT_EQ(dev->id(), id);
+    EXPECT_EQ(halvora.deviceId(), id);
+    store->set("halvora_device_id", "KEPT");
+    EXPECT_EQ(dev->url(), "http://svc/api/1/devices/KEPT");
+}
+
+TEST_F(RegistrationTest, TokenIsSentAsLowerCaseHex) {
+    EXPECT_EQ(HLVDevice::stringWithDeviceToken({0x0A, 0xFF}), "0aff");
+    EXPECT_EQ(HLVDevice::stringWithDeviceToken({0x00, 0x10, 0xab}), "0010ab");
+    EXPECT_EQ(HLVDevice::stringWithDeviceToken({}), "");
+
+    halvora.start();
+    Json body = bodyOf(http->lastSent());
+    EXPECT_EQ(body["push_token"], "");
+    answerRegistration();
+    dev->setToken(std::vector<std::uint8_t>{0xde, 0xad, 0x01});
+    EXPECT_EQ(sentCount(), 1u);  // setting the token does not register by itself
+    dev->registerDevice(nullptr);
+    EXPECT_EQ(bodyOf(http->lastSent())["push_token"], "dead01");
+}
+
+TEST_F(RegistrationTest, BodyKeysInOrderAndCustomDataOnlyOnceSet) {
+    halvora.start();
+    Json body = bodyOf(http->lastSent());
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : body.items()) keys.push_back(key);
+    EXPECT_EQ(keys, (std::vector<std::string>{"push_token", "push_provider", "device"}));
+    EXPECT_EQ(body["push_provider"], "APNS");
+    EXPECT_EQ(body["device"]["sdk_version"], "1.5.4");
+    answerRegistration();
+
+    halvora.setCustomData({{"a", 1}});
+    halvora.setCustomData({{"b", 2}, {"skip", nullptr}});
+    EXPECT_EQ(bodyOf(http->lastSent())["custom_data"], (Json{{"a", 1}, {"b", 2}}));
+    halvora.setCustomData({{"a", "replaced"}});
+    EXPECT_EQ(bodyOf(http->lastSent())["custom_data"], (Json{{"a", "replaced"}, {"b", 2}}));
+}
+
+TEST_F(RegistrationTest, DelayIsClampedToOneMinuteToOneHour) {
+    const std::vector<std::pair<Json, long>> table = {
+        {0, 60}, {59, 60}, {60, 60}, {61, 61}, {3599, 3599}, {3600, 3600}, {100000, 3600},
+        {-5, 60}, {120.9, 120}, {"120", 60}, {nullptr, 60}};
+    for (const auto& [value, expected] : table) {
+        EXPECT_EQ(HLVDevice::registrationDelay(std::nullopt, value), seconds(expected)) << value;
+    }
+    EXPECT_EQ(HLVDevice::registrationDelay(std::nullopt, std::nullopt), seconds(60));
+    EXPECT_EQ(HLVDevice::registrationDelay(HLVError("x", 500), Json(600)), seconds(60));
+}
+
+TEST_F(RegistrationTest, LoopRegistersAgainAfterTheAnsweredDelay) {
+    halvora.start();
+    answerRegistration(R"({"id":"d","next_registration":120})");
+    EXPECT_TRUE(dev->hasPendingRegistration());
+    advance(seconds(119));
+    EXPECT_EQ(sentCount(), 1u);
+    advance(seconds(1));
+    ASSERT_EQ(sentCount(), 2u);
+    EXPECT_EQ(http->lastSent().method, "PUT");
+    http->fail();  // an error waits 60 s
+    runPending();
+    EXPECT_EQ(countLog("Halvora registration error: Error Domain=curl Code=7 \"Couldn't connect to server\""), 1);
+    advance(seconds(59));
+    EXPECT_EQ(sentCount(), 2u);
+    advance(seconds(1));
+    EXPECT_EQ(sentCount(), 3u);
+}
+
+TEST_F(RegistrationTest, RestartingTheLoopKeepsOneTimer) {
+    halvora.start();
+    answerRegistration();
+    dev->runRegistrationLoop();
+    answerRegistration();
+    dev->runRegistrationLoop();
+    answerRegistration();
+    EXPECT_EQ(loop->pendingTimerCount(), 1u);
+    EXPECT_EQ(sentCount(), 3u);
+    advance(seconds(600));
+    EXPECT_EQ(sentCount(), 4u);  // one chain, one registration per period
+}
+
+TEST_F(RegistrationTest, OutsideRegistrationsDoNotMoveTheTimer) {
+    halvora.start();
+    answerRegistration(R"({"id":"d","next_registration":300})");
+    advance(seconds(200));
+    halvora.setCustomData({{"k", "v"}});
+    answerRegistration(R"({"id":"d","next_registration":3000})");
+    advance(seconds(100));
+    EXPECT_EQ(sentCount(), 3u);
+}
+
+TEST_F(RegistrationTest, DeregisterCancelsTheTimerDropsDataAndRecordAtOnce) {
+    halvora.setCustomData({{"a", 1}});
+    halvora.start();
+    answerRegistration();
+    ASSERT_TRUE(dev->resource());
+    std::string id = dev->id();
+
+    int calls = 0;
+    OptionalError seen;
+    dev->deregister([&](OptionalError error, std::shared_ptr<HLVRESTResource>) {
+        ++calls;
+        seen = error;
+    });
+    EXPECT_FALSE(dev->resource());        // without waiting for the answer
+    EXPECT_FALSE(dev->customData());
+    EXPECT_FALSE(dev->hasPendingRegistration());
+    EXPECT_EQ(http->lastSent().method, "DELETE");
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/devices/" + id);
+    http->respondJson(404, R"({"message":"Device not found"})");
+    runPending();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(seen->code(), 404);
+
+    dev->registerDevice(nullptr);
+    EXPECT_FALSE(bodyOf(http->lastSent()).contains("custom_data"));
+    EXPECT_EQ(dev->id(), id);  // the identifier survives deregistration
+}
+
+TEST_F(RegistrationTest, AnInFlightLoopRegistrationStillSchedulesAfterDeregister) {
+    halvora.start();
+    dev->deregister(nullptr);
+    answerRegistration(R"({"id":"d","next_registration":100})");  // the loop's registration
+    http->respondJson(200, R"({})");                            // the DELETE
+    runPending();
+    EXPECT_TRUE(dev->hasPendingRegistration());
+    advance(seconds(100));
+    EXPECT_EQ(http->lastSent().method, "PUT");
+}
+
+TEST_F(RegistrationTest, SocketHeadersCarryTheBearerToken) {
+    platform::HeaderList expected{{"Authorization", "Bearer tok"},
+                                  {"X-HalvoraSDKVersion", "1.5.4"},
+                                  {"X-HalvoraPlatform", "ios"}};
+    EXPECT_EQ(HLVDevice::headers("tok"), expected);
+}
+
+}  // namespace
+}  // namespace halvora

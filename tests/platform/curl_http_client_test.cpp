@@ -1,0 +1,472 @@
+#include "platform/curl_http_client.h"
+
+#include <arpa/inet.h>
+#include <curl/curl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <strings.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <thread>
+
+#include "tests/support/scripted_http_server.h"
+
+namespace halvora::platform {
+namespace {
+
+using namespace std::chrono_literals;
+using halvora::testing::RecordedRequest;
+using halvora::testing::Reply;
+using halvora::testing::ScriptedHttpServer;
+using ::testing::AnyOf;
+using ::testing::Eq;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr auto kGenerousDeadline = 30s;
+
+// Every completion call, so a test can tell "once" from "never" and "twice".
+class CompletionLog {
+public:
+    struct Call {
+        int tag;
+        HttpResult result;
+        std::thread::id thread;
+    };
+
+    HttpClient::Completion completionFor(int tag) {
+        return [this, tag](HttpResult result) {
+            std::lock_guard lock(mutex_);
+            calls_.push_back({tag, std::move(result), std::this_thread::get_id()});
+            changed_.notify_all();
+        };
+    }
+
+    bool waitForCalls(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, kGenerousDeadline, [&] { return calls_.size() >= count; });
+    }
+
+    std::optional<HttpResult> waitForTag(int tag) {
+        std::unique_lock lock(mutex_);
+        const auto found = [&] {
+            return std::find_if(calls_.begin(), calls_.end(), [&](const Call& call) { return call.tag == tag; });
+        };
+        if (!changed_.wait_for(lock, kGenerousDeadline, [&] { return found() != calls_.end(); })) return std::nullopt;
+        return found()->result;
+    }
+
+    std::vector<Call> calls() const {
+        std::lock_guard lock(mutex_);
+        return calls_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<Call> calls_;
+};
+
+// The headers named in `names`, in their original order and case.
+HeaderList onlyNamed(const HeaderList& headers, std::initializer_list<std::string_view> names) {
+    HeaderList kept;
+    for (const auto& header : headers) {
+        const bool wanted = std::any_of(names.begin(), names.end(), [&](std::string_view name) {
+            return strcasecmp(std::string(name).c_str(), header.first.c_str()) == 0;
+        });
+        if (wanted) kept.push_back(header);
+    }
+    return kept;
+}
+
+// A loopback port nobody listens on: bound once, then released.
+std::uint16_t unusedPort() {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+    ::close(fd);
+    return ntohs(address.sin_port);
+}
+
+class CurlHttpClientTest : public ::testing::Test {
+protected:
+    // Whatever a test did, every request it sent must have completed exactly once by the time the
+    // client is gone.
+    void TearDown() override {
+        client_.reset();
+        const auto calls = log_.calls();
+        for (int tag = 0; tag < nextTag_; ++tag) {
+            EXPECT_EQ(std::count_if(calls.begin(), calls.end(), [&](const auto& call) { return call.tag == tag; }), 1)
+                << "request #" << tag;
+        }
+    }
+
+    void useOptions(CurlHttpClient::Options options) { client_ = std::make_unique<CurlHttpClient>(options); }
+
+    int send(HttpRequest request) {
+        const int tag = nextTag_++;
+        client_->send(std::move(request), log_.completionFor(tag));
+        return tag;
+    }
+
+    HttpResult exchange(HttpRequest request) {
+        auto result = log_.waitForTag(send(std::move(request)));
+        if (!result) {
+            ADD_FAILURE() << "the request never completed";
+            return {};
+        }
+        return std::move(*result);
+    }
+
+    HttpRequest request(std::string method, std::string target, std::optional<std::string> body = std::nullopt) {
+        return {server_.url(target), std::move(method), {}, std::move(body)};
+    }
+
+    RecordedRequest onlyRecordedRequest() {
+        EXPECT_TRUE(server_.waitForRequests(1));
+        const auto requests = server_.requests();
+        EXPECT_EQ(requests.size(), 1u);
+        return requests.empty() ? RecordedRequest{} : requests.front();
+    }
+
+    ScriptedHttpServer server_;
+    CompletionLog log_;
+    std::unique_ptr<CurlHttpClient> client_ = std::make_unique<CurlHttpClient>();
+    int nextTag_ = 0;
+};
+
+// ---- What goes on the wire ----------------------------------------------------------------------
+
+TEST_F(CurlHttpClientTest, SendsTargetHeadersInOrderAndBodyAsGiven) {
+    server_.setDefaultReply(Reply::noContent());
+    const HeaderList headers = {{"X-Zeta", "first"},
+                                {"Content-Type", "application/json"},
+                                {"x-lower-case", "b"},
+                                {"X-Empty", ""},
+                                {"X-Zeta", "again"}};
+    HttpRequest sent = request("POST", "/v1/items/%C3%A9?q=a%2Fb&flag", R"({"name":"x"})");
+    sent.headers = headers;
+
+    const HttpResult result = exchange(sent);
+
+    EXPECT_FALSE(result.error);
+    const RecordedRequest received = onlyRecordedRequest();
+    EXPECT_EQ(received.method, "POST");
+    EXPECT_EQ(received.target, "/v1/items/%C3%A9?q=a%2Fb&flag");
+    EXPECT_EQ(onlyNamed(received.headers, {"X-Zeta", "Content-Type", "x-lower-case", "X-Empty"}), headers);
+    EXPECT_EQ(received.body, R"({"name":"x"})");
+    EXPECT_EQ(received.header("Content-Length"), "12");
+    EXPECT_FALSE(received.header("Expect"));
+}
+
+TEST_F(CurlHttpClientTest, GetWithBodyIsStillSentAsGet) {
+    server_.setDefaultReply(Reply::noContent());
+
+    exchange(request("GET", "/search", R"({"filter":1})"));
+
+    const RecordedRequest received = onlyRecordedRequest();
+    EXPECT_EQ(received.method, "GET");
+    EXPECT_EQ(received.body, R"({"filter":1})");
+    EXPECT_FALSE(received.header("Content-Type")) << "curl's form content type must not be added";
+}
+
+TEST_F(CurlHttpClientTest, PutSendsEveryBodyByteWithoutExpectContinue) {
+    server_.setDefaultReply(Reply::noContent());
+    // NUL, CR/LF and non-UTF-8 bytes, and long enough that curl would ask for 100-continue.
+    std::string body("{\"k\":\"\xC3\xA9\\u0000\"}\0\r\n\xFF\xFE", 20);
+    body += std::string(2 * 1024 * 1024, 'x');
+
+    const HttpResult result = exchange(request("PUT", "/blob", body));
+
+    EXPECT_FALSE(result.error);
+    const RecordedRequest received = onlyRecordedRequest();
+    EXPECT_EQ(received.method, "PUT");
+    EXPECT_TRUE(received.body == body) << "body differs; sizes " << received.body.size() << " vs " << body.size();
+    EXPECT_FALSE(received.header("Expect"));
+    EXPECT_FALSE(received.header("Content-Type"));
+}
+
+TEST_F(CurlHttpClientTest, RequestWithoutBodySendsNoneButEmptyBodyIsDeclared) {
+    server_.setDefaultReply(Reply::noContent());
+
+    exchange(request("DELETE", "/item/1"));
+    exchange(request("GET", "/item/2"));
+    exchange(request("PUT", "/item/3", ""));
+
+    ASSERT_TRUE(server_.waitForRequests(3));
+    const auto received = server_.requests();
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_FALSE(received[i].header("Content-Length")) << received[i].method;
+        EXPECT_FALSE(received[i].header("Transfer-Encoding")) << received[i].method;
+        EXPECT_EQ(received[i].body, "");
+    }
+    EXPECT_EQ(received[0].method, "DELETE");
+    EXPECT_EQ(received[2].header("Content-Length"), "0");
+}
+
+TEST_F(CurlHttpClientTest, RejectsMethodsAndHeadersThatWouldForgeOtherLines) {
+    HttpRequest injected = request("GET", "/");
+    injected.headers = {{"X-Note", "a\r\nX-Injected: 1"}};
+    HttpRequest badName = request("GET", "/");
+    badName.headers = {{"Bad Name", "1"}};
+
+    for (const HttpRequest& sent : {injected, badName, request("GET /x HTTP/1.1\r\n", "/"), request("", "/")}) {
+        const HttpResult result = exchange(sent);
+        ASSERT_TRUE(result.error);
+        EXPECT_EQ(result.error->domain, "curl");
+        EXPECT_EQ(result.error->code, CURLE_BAD_FUNCTION_ARGUMENT);
+    }
+    EXPECT_TRUE(server_.requests().empty());
+}
+
+// ---- What comes back -----------------------------------------------------------------------------
+
+TEST_F(CurlHttpClientTest, NoContentHasStatusAndEmptyBody) {
+    server_.enqueueReply(Reply::noContent());
+
+    const HttpResult result = exchange(request("DELETE", "/item"));
+
+    EXPECT_FALSE(result.error);
+    ASSERT_TRUE(result.response);
+    EXPECT_EQ(result.response->status, 204);
+    EXPECT_EQ(result.body, "");
+}
+
+TEST_F(CurlHttpClientTest, ErrorStatusesArriveAsResponsesWithHeadersInOrder) {
+    server_.enqueueReply(Reply::json(404, R"({"error":"missing"})").withHeader("X-Request-Id", "abc").withHeader("x-trace", "1"));
+    server_.enqueueReply(Reply::status(500, "boom").withHeader("Retry-After", "3"));
+
+    const HttpResult notFound = exchange(request("GET", "/a"));
+    const HttpResult failed = exchange(request("GET", "/b"));
+
+    ASSERT_FALSE(notFound.error);
+    ASSERT_TRUE(notFound.response);
+    EXPECT_EQ(notFound.response->status, 404);
+    EXPECT_EQ(notFound.body, R"({"error":"missing"})");
+    const HeaderList expected = {{"Content-Type", "application/json"},
+                                 {"X-Request-Id", "abc"},
+                                 {"x-trace", "1"},
+                                 {"Content-Length", "19"}};
+    EXPECT_EQ(onlyNamed(notFound.response->headers, {"Content-Type", "X-Request-Id", "x-trace", "Content-Length"}),
+              expected);
+
+    ASSERT_FALSE(failed.error);
+    ASSERT_TRUE(failed.response);
+    EXPECT_EQ(failed.response->status, 500);
+    EXPECT_EQ(failed.body, "boom");
+    EXPECT_EQ(onlyNamed(failed.response->headers, {"Retry-After"}), (HeaderList{{"Retry-After", "3"}}));
+}
+
+TEST_F(CurlHttpClientTest, ResponseBodyBytesArriveExactly) {
+    std::string body("\0\xFF\r\n\x01", 5);
+    body += std::string(512 * 1024, 'y');
+    server_.enqueueReply(Reply::status(200, body, "application/octet-stream"));
+
+    const HttpResult result = exchange(request("GET", "/download"));
+
+    EXPECT_FALSE(result.error);
+    EXPECT_TRUE(result.body == body) << "sizes " << result.body.size() << " vs " << body.size();
+}
+
+TEST_F(CurlHttpClientTest, HeadGetsHeadersWithoutWaitingForABody) {
+    useOptions({.idleTimeout = 5s});
+    server_.setDefaultReply(Reply::json(200, R"({"a":1})"));
+
+    const HttpResult result = exchange(request("HEAD", "/thing"));
+
+    EXPECT_FALSE(result.error) << result.error->message;
+    ASSERT_TRUE(result.response);
+    EXPECT_EQ(result.response->status, 200);
+    EXPECT_EQ(onlyNamed(result.response->headers, {"Content-Length"}), (HeaderList{{"Content-Length", "7"}}));
+    EXPECT_EQ(result.body, "");
+}
+
+// ---- Redirects and protocols ---------------------------------------------------------------------
+
+TEST_F(CurlHttpClientTest, RedirectIsFollowedAndOnlyTheFinalHeadersKept) {
+    server_.enqueueReply(Reply::redirect(302, "/final").withHeader("X-Hop", "1"));
+    server_.enqueueReply(Reply::json(200, "{}").withHeader("X-Final", "1"));
+
+    const HttpResult result = exchange(request("GET", "/start"));
+
+    EXPECT_FALSE(result.error);
+    ASSERT_TRUE(result.response);
+    EXPECT_EQ(result.response->status, 200);
+    EXPECT_EQ(onlyNamed(result.response->headers, {"X-Hop", "X-Final", "Location"}), (HeaderList{{"X-Final", "1"}}));
+    ASSERT_TRUE(server_.waitForRequests(2));
+    EXPECT_EQ(server_.requests()[1].target, "/final");
+}
+
+TEST_F(CurlHttpClientTest, RedirectsStopAfterFive) {
+    server_.setDefaultReply(Reply::redirect(302, "/again"));
+
+    const HttpResult result = exchange(request("GET", "/start"));
+
+    ASSERT_TRUE(result.error);
+    EXPECT_EQ(result.error->code, CURLE_TOO_MANY_REDIRECTS);
+    EXPECT_EQ(server_.requests().size(), 6u);  // the original and five follow-ups
+}
+
+TEST_F(CurlHttpClientTest, OnlyHttpAndHttpsAreReachable) {
+    server_.enqueueReply(Reply::redirect(302, "file:///etc/passwd"));
+
+    const HttpResult file = exchange({"file:///etc/passwd", "GET", {}, std::nullopt});
+    const HttpResult ftp = exchange({"ftp://127.0.0.1:" + std::to_string(server_.port()) + "/", "GET", {}, std::nullopt});
+    const HttpResult redirected = exchange(request("GET", "/to-file"));
+
+    for (const HttpResult* result : {&file, &ftp, &redirected}) {
+        ASSERT_TRUE(result->error);
+        EXPECT_EQ(result->error->domain, "curl");
+        EXPECT_EQ(result->error->code, CURLE_UNSUPPORTED_PROTOCOL);
+        EXPECT_THAT(result->body, Not(HasSubstr("root:")));
+    }
+}
+
+// ---- Transport failures --------------------------------------------------------------------------
+
+TEST_F(CurlHttpClientTest, MalformedUrlFailsWithCurlsOwnError) {
+    const HttpResult result = exchange({"http://127.0.0.1:notaport/", "GET", {}, std::nullopt});
+
+    ASSERT_TRUE(result.error);
+    EXPECT_EQ(result.error->domain, "curl");
+    EXPECT_EQ(result.error->code, CURLE_URL_MALFORMAT);
+    EXPECT_FALSE(result.response);
+}
+
+TEST_F(CurlHttpClientTest, RefusedConnectionIsATransportErrorWithDetail) {
+    const HttpResult result = exchange({"http://127.0.0.1:" + std::to_string(unusedPort()) + "/", "GET", {}, std::nullopt});
+
+    ASSERT_TRUE(result.error);
+    EXPECT_EQ(result.error->domain, "curl");
+    EXPECT_EQ(result.error->code, CURLE_COULDNT_CONNECT);
+    const std::string summary = curl_easy_strerror(CURLE_COULDNT_CONNECT);
+    EXPECT_THAT(result.error->message, StartsWith(summary));
+    EXPECT_GT(result.error->message.size(), summary.size()) << "the error buffer's detail is missing";
+    EXPECT_FALSE(result.response);
+}
+
+TEST_F(CurlHttpClientTest, SilentServerTimesOut) {
+    useOptions({.idleTimeout = 300ms});
+    server_.enqueueReply(Reply::neverAnswer());
+
+    const HttpResult result = exchange(request("GET", "/silent"));
+
+    ASSERT_TRUE(result.error);
+    EXPECT_EQ(result.error->domain, "curl");
+    EXPECT_EQ(result.error->code, CURLE_OPERATION_TIMEDOUT);
+    EXPECT_EQ(result.error->message, "The request timed out.");
+    EXPECT_FALSE(result.response);
+}
+
+TEST_F(CurlHttpClientTest, StalledBodyTimesOutButKeepsWhatArrived) {
+    useOptions({.idleTimeout = 300ms});
+    Reply partial = Reply::raw("HTTP/1.1 200 OK\r\nContent-Length: 100\r\nX-Partial: yes\r\n\r\nonly part");
+    partial.closeAfter = false;
+    server_.enqueueReply(partial);
+
+    const HttpResult result = exchange(request("GET", "/stalls"));
+
+    ASSERT_TRUE(result.error);
+    EXPECT_EQ(result.error->code, CURLE_OPERATION_TIMEDOUT);
+    ASSERT_TRUE(result.response);
+    EXPECT_EQ(result.response->status, 200);
+    EXPECT_EQ(onlyNamed(result.response->headers, {"X-Partial"}), (HeaderList{{"X-Partial", "yes"}}));
+    EXPECT_EQ(result.body, "only part");
+}
+
+TEST_F(CurlHttpClientTest, ConnectionClosedWithoutAnswerFails) {
+    server_.enqueueReply(Reply::closeConnection());
+
+    const HttpResult result = exchange(request("POST", "/hangup", "{}"));
+
+    ASSERT_TRUE(result.error);
+    EXPECT_EQ(result.error->domain, "curl");
+    EXPECT_THAT(result.error->code, AnyOf(Eq(CURLE_GOT_NOTHING), Eq(CURLE_RECV_ERROR)));
+    EXPECT_FALSE(result.response);
+}
+
+// ---- Threads, concurrency and lifetime -----------------------------------------------------------
+
+TEST_F(CurlHttpClientTest, ConcurrentRequestsEachCompleteOnceOnOneNetworkThread) {
+    server_.setHandler([](const RecordedRequest& received) { return Reply::status(200, "reply to " + received.body); });
+    constexpr int kRequests = 50;
+    for (int i = 0; i < kRequests; ++i) send(request("POST", "/echo", "request " + std::to_string(i)));
+
+    ASSERT_TRUE(log_.waitForCalls(kRequests));
+    const auto calls = log_.calls();
+    const std::thread::id networkThread = calls.front().thread;
+    EXPECT_NE(networkThread, std::this_thread::get_id());
+    for (const auto& call : calls) {
+        EXPECT_FALSE(call.result.error) << call.tag;
+        EXPECT_EQ(call.result.body, "reply to request " + std::to_string(call.tag));
+        EXPECT_EQ(call.thread, networkThread);
+    }
+}
+
+TEST_F(CurlHttpClientTest, SequentialRequestsReuseOneConnection) {
+    server_.setDefaultReply(Reply::json(200, "{}"));
+
+    exchange(request("GET", "/one"));
+    exchange(request("POST", "/two", "{}"));
+
+    EXPECT_EQ(server_.connectionCount(), 1u);
+    ASSERT_TRUE(server_.waitForRequests(2));
+    EXPECT_EQ(server_.requests()[0].connection, server_.requests()[1].connection);
+}
+
+TEST_F(CurlHttpClientTest, CompletionMaySendTheNextRequest) {
+    server_.setDefaultReply(Reply::noContent());
+    nextTag_ = 2;
+    client_->send(request("GET", "/first"), [this, logFirst = log_.completionFor(0)](HttpResult result) {
+        logFirst(std::move(result));
+        client_->send(request("GET", "/second"), log_.completionFor(1));
+    });
+
+    const auto second = log_.waitForTag(1);
+
+    ASSERT_TRUE(second);
+    EXPECT_FALSE(second->error);
+}
+
+TEST_F(CurlHttpClientTest, DestroyingTheClientCancelsQueuedAndInFlightRequests) {
+    server_.setDefaultReply(Reply::neverAnswer());
+    send(request("GET", "/in-flight"));
+    ASSERT_TRUE(server_.waitForRequests(1));
+    for (int i = 0; i < 4; ++i) send(request("POST", "/maybe-queued", "{}"));
+
+    client_.reset();
+
+    const auto calls = log_.calls();
+    ASSERT_EQ(calls.size(), 5u) << "every completion must have run before the destructor returned";
+    for (const auto& call : calls) {
+        ASSERT_TRUE(call.result.error);
+        EXPECT_EQ(call.result.error->domain, "curl");
+        EXPECT_EQ(call.result.error->code, CURLE_ABORTED_BY_CALLBACK);
+        EXPECT_EQ(call.result.error->message, "cancelled");
+    }
+}
+
+TEST_F(CurlHttpClientTest, CompletionMayDestroyTheClient) {
+    server_.setDefaultReply(Reply::noContent());
+    std::promise<void> destroyed;
+    client_->send(request("GET", "/last"), [this, &destroyed](HttpResult) {
+        client_.reset();
+        destroyed.set_value();
+    });
+
+    EXPECT_EQ(destroyed.get_future().wait_for(kGenerousDeadline), std::future_status::ready);
+}
+
+}  // namespace
+}  // namespace halvora::platform

@@ -1,0 +1,122 @@
+#include "platform/file_store.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "platform/log.h"
+#include "scratch_dir.h"
+
+namespace halvora::platform {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ScratchDir;
+using testing::ScopedEnv;
+
+void writeFile(const fs::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+nlohmann::json readJson(const fs::path& path) {
+    std::ifstream in(path);
+    return nlohmann::json::parse(in);
+}
+
+class FileStoreTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        setLogSink([this](std::string_view line) { logged.emplace_back(line); });
+    }
+    void TearDown() override { setLogSink(nullptr); }
+
+    ScratchDir dir;
+    fs::path file = dir.path() / "nested" / "deeper" / "settings.json";
+    std::vector<std::string> logged;
+};
+
+TEST_F(FileStoreTest, ValuesSurviveANewInstanceAndTheFileIsPrivate) {
+    {
+        FileStore store(file);
+        EXPECT_EQ(store.get("id"), std::nullopt);
+        EXPECT_TRUE(store.set("id", "A-1"));
+        EXPECT_TRUE(store.set("other", "x"));
+        EXPECT_TRUE(store.set("id", "A-2"));
+        EXPECT_TRUE(store.remove("other"));
+        EXPECT_TRUE(store.remove("never set"));
+    }
+    FileStore reopened(file);
+    EXPECT_EQ(reopened.get("id"), "A-2");
+    EXPECT_EQ(reopened.get("other"), std::nullopt);
+    EXPECT_EQ(readJson(file), (nlohmann::json{{"id", "A-2"}}));
+
+    struct stat info {};
+    ASSERT_EQ(::stat(file.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+    // Only the store itself is left in its directory: no temporary files.
+    EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), fs::directory_iterator()), 1);
+    EXPECT_TRUE(logged.empty());  // a missing file is a first use, not a problem
+}
+
+TEST_F(FileStoreTest, UnusableFilesReadAsEmptyAndAreReplacedByTheNextSet) {
+    const std::pair<const char*, std::string> cases[] = {
+        {"not json", "{\"id\": \"secret-value\", trailing garbage"},
+        {"not an object", "[\"secret-value\"]"},
+        {"empty", ""},
+    };
+    for (const auto& [label, content] : cases) {
+        SCOPED_TRACE(label);
+        logged.clear();
+        fs::create_directories(file.parent_path());
+        writeFile(file, content);
+        FileStore store(file);
+        EXPECT_EQ(store.get("id"), std::nullopt);
+        ASSERT_EQ(logged.size(), 1u);
+        EXPECT_EQ(logged[0].find("secret-value"), std::string::npos);
+        EXPECT_TRUE(store.set("k", "v"));
+        EXPECT_EQ(readJson(file), (nlohmann::json{{"k", "v"}}));
+    }
+}
+
+TEST_F(FileStoreTest, NonStringMembersAreIgnored) {
+    fs::create_directories(file.parent_path());
+    writeFile(file, R"({"s": "text", "n": 1, "b": true, "o": {"s": "x"}, "z": null})");
+    FileStore store(file);
+    EXPECT_EQ(store.get("s"), "text");
+    for (const char* key : {"n", "b", "o", "z"}) EXPECT_EQ(store.get(key), std::nullopt) << key;
+    EXPECT_TRUE(logged.empty());
+}
+
+TEST_F(FileStoreTest, FailedSaveReturnsFalseButKeepsTheValueInMemory) {
+    writeFile(dir.path() / "blocker", "a regular file where a directory should be");
+    FileStore store(dir.path() / "blocker" / "settings.json");
+    EXPECT_FALSE(store.set("id", "kept"));
+    EXPECT_EQ(store.get("id"), "kept");
+    EXPECT_FALSE(logged.empty());
+}
+
+TEST_F(FileStoreTest, ValueThatIsNotUtf8IsKeptInMemoryButNotSaved) {
+    FileStore store(file);
+    EXPECT_TRUE(store.set("good", "ok"));
+    EXPECT_FALSE(store.set("bad", "\xff\xfe"));
+    EXPECT_EQ(store.get("bad"), "\xff\xfe");
+    EXPECT_EQ(readJson(file), (nlohmann::json{{"good", "ok"}}));
+}
+
+TEST(FileStorePathTest, DefaultPathFollowsXdgDataHomeAndSanitizesTheAppId) {
+    ScopedEnv xdg("XDG_DATA_HOME", "/data/home");
+    EXPECT_EQ(FileStore::defaultPath("com.example.app"), "/data/home/halvora/com.example.app/settings.json");
+    EXPECT_EQ(FileStore::defaultPath("../../etc"), "/data/home/halvora/.._.._etc/settings.json");
+    EXPECT_EQ(FileStore::defaultPath(".."), "/data/home/halvora/default/settings.json");
+    EXPECT_EQ(FileStore::defaultPath(""), "/data/home/halvora/default/settings.json");
+
+    ScopedEnv relative("XDG_DATA_HOME", "relative/dir");
+    ScopedEnv home("HOME", "/home/someone");
+    EXPECT_EQ(FileStore::defaultPath("a/b"), "/home/someone/.local/share/halvora/a_b/settings.json");
+}
+
+}  // namespace
+}  // namespace halvora::platform

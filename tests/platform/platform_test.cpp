@@ -1,0 +1,51 @@
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "platform/file_store.h"
+#include "platform/run_loop.h"
+#include "scratch_dir.h"
+
+namespace halvora::platform {
+namespace {
+
+using testing::ScratchDir;
+using testing::ScopedEnv;
+
+// Services are process-wide, so the defaults and the replacements are checked in one case.
+TEST(PlatformServicesTest, DefaultsAreFilledInAndInstalledMembersReplaceOnlyThemselves) {
+    ScratchDir dir;
+    ScopedEnv xdg("XDG_DATA_HOME", dir.path().c_str());
+    const std::string exe = std::filesystem::read_symlink("/proc/self/exe").filename().string();
+
+    const Services& defaults = services();
+    ASSERT_TRUE(defaults.mainQueue && defaults.background && defaults.store && defaults.appInfo &&
+                defaults.deviceInfo && defaults.http);
+    EXPECT_EQ(appInfo().identifier(), "local." + exe);
+    EXPECT_EQ(appInfo().displayName(), std::nullopt);
+    EXPECT_TRUE(mainQueue().isCurrentThread());
+    auto* store = dynamic_cast<FileStore*>(defaults.store.get());
+    ASSERT_NE(store, nullptr);
+    EXPECT_EQ(store->file(), dir.path() / "halvora" / ("local." + exe) / "settings.json");
+    // The installation identifier is shared by the vendor's applications: "local" here.
+    const auto id = deviceInfo().installationId();
+    ASSERT_TRUE(id);
+    EXPECT_EQ(FileStore(dir.path() / "halvora" / "vendors" / "local.json").get("halvora_installation_id"), id);
+
+    const auto background = defaults.background;
+    auto queue = std::make_shared<RunLoop>(std::make_shared<ManualClock>());
+    auto info = std::make_shared<StaticAppInfo>();
+    info->id = "com.example.app";
+    Services replacements;
+    replacements.mainQueue = queue;
+    replacements.appInfo = info;
+    install(replacements);
+    EXPECT_EQ(services().mainQueue, queue);
+    EXPECT_EQ(services().appInfo, info);
+    EXPECT_EQ(services().background, background);
+    EXPECT_EQ(services().store.get(), store);
+}
+
+}  // namespace
+}  // namespace halvora::platform

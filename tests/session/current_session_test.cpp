@@ -1,0 +1,128 @@
+// Creating and fetching sessions through the facade, and which session is current.
+#include <gtest/gtest.h>
+
+#include "core/halvora.h"
+#include "core/halvora_delegate.h"
+#include "overlay/halvora_window.h"
+#include "session/session.h"
+#include "tests/support/library_fixture.h"
+
+namespace halvora {
+namespace {
+
+const char* kPending = R"({"type":"Session","id":"s1","code":"123456","state":"pending"})";
+
+struct RecordingDelegate : HalvoraDelegate {
+    std::vector<std::string> calls;
+    void halvoraSessionDidUpdate(const std::shared_ptr<HLVSession>& s) override {
+        calls.push_back("update:" + s->state().value_or("?"));
+    }
+    void halvoraSessionDidEnd(const std::shared_ptr<HLVSession>&) override {
+        calls.push_back("end:overlay=" + std::to_string(Halvora::instance().overlay().isActive()));
+    }
+};
+
+class CurrentSessionTest : public testing::LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        halvora.setApi("http://svc");
+        halvora.start();
+        http->respondJson(200, R"({"id":"device","next_registration":600})");
+        runPending();
+    }
+    Halvora::SessionCallback record() {
+        return [this](OptionalError error, std::shared_ptr<HLVSession> session) {
+            ++calls;
+            lastError = error;
+            lastSession = session;
+        };
+    }
+    Halvora& halvora = Halvora::instance();
+    int calls = 0;
+    OptionalError lastError;
+    std::shared_ptr<HLVSession> lastSession;
+};
+
+TEST_F(CurrentSessionTest, CreatedSessionBecomesCurrent) {
+    halvora.createSession(record());
+    EXPECT_EQ(http->lastSent().method, "POST");
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions");
+    EXPECT_FALSE(http->lastSent().body);
+    http->respondJson(201, kPending);
+    runPending();
+    ASSERT_EQ(calls, 1);
+    EXPECT_FALSE(lastError);
+    ASSERT_TRUE(lastSession);
+    EXPECT_EQ(halvora.currentSession(), lastSession);
+    EXPECT_EQ(lastSession->code(), "123456");
+}
+
+TEST_F(CurrentSessionTest, FailedCreateOrGetLeavesTheCurrentSession) {
+    halvora.createSession(record());
+    http->respondJson(201, kPending);
+    runPending();
+    auto current = halvora.currentSession();
+
+    halvora.getSession("999999", record());
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions/999999");
+    http->respondJson(404, R"({"message":"Session not found"})");
+    runPending();
+    EXPECT_EQ(*lastError, HLVError("Session not found", 404));
+    EXPECT_FALSE(lastSession);
+
+    halvora.createSession(record());
+    http->respondJson(200, R"({"type":"Device","id":"x","state":"pending"})");
+    runPending();
+    EXPECT_EQ(*lastError, HLVError("Expected a Session resource", 0));
+    EXPECT_EQ(halvora.currentSession(), current);
+    EXPECT_EQ(calls, 3);
+}
+
+TEST_F(CurrentSessionTest, ANewSessionReplacesAnActiveOneWithoutEndingIt) {
+    halvora.createSession(record());
+    http->respondJson(201, R"({"type":"Session","id":"s1","code":"111111","state":"active"})");
+    runPending();
+    auto first = halvora.currentSession();
+    auto sentBefore = http->sent().size();
+    halvora.getSession("222222", record());
+    http->respondJson(200, R"({"type":"Session","id":"s2","code":"222222","state":"pending"})");
+    runPending();
+    EXPECT_EQ(http->sent().size(), sentBefore + 1);  // only the GET: nothing ended at the service
+    EXPECT_NE(halvora.currentSession(), first);
+    EXPECT_FALSE(first->resource());  // cleaned up
+}
+
+TEST_F(CurrentSessionTest, DelegateHearsUpdatesAndTheEndBeforeTheOverlayGoes) {
+    auto delegate = std::make_shared<RecordingDelegate>();
+    halvora.setDelegate(delegate);
+    halvora.createSession(record());
+    http->respondJson(201, kPending);
+    runPending();
+    auto session = halvora.currentSession();
+    session->activate([](OptionalError, std::shared_ptr<HLVSession>) {});
+    http->respondJson(200, R"({"type":"Session","id":"s1","code":"123456","state":"active"})");
+    runPending();
+    EXPECT_TRUE(halvora.overlay().isActive());
+
+    session->updateResource(Json::parse(R"({"type":"Session","id":"s1","code":"123456","state":"ended"})"));
+    EXPECT_EQ(delegate->calls, (std::vector<std::string>{"update:active", "update:ended", "end:overlay=1"}));
+    EXPECT_FALSE(halvora.overlay().isActive());
+    EXPECT_FALSE(halvora.currentSession());
+}
+
+TEST_F(CurrentSessionTest, SettingTheSameSessionAgainReinstallsTheCallbacksOnce) {
+    auto delegate = std::make_shared<RecordingDelegate>();
+    halvora.setDelegate(delegate);
+    auto session = HLVSession::create();
+    int own = 0;
+    session->onUpdated([&](const auto&) { ++own; });
+    halvora.setCurrentSession(session);
+    halvora.setCurrentSession(session);
+    session->updateResource(Json::parse(kPending));
+    EXPECT_EQ(own, 0);                   // cleanup dropped the earlier callbacks
+    EXPECT_EQ(delegate->calls.size(), 1u);  // the facade's are installed once
+}
+
+}  // namespace
+}  // namespace halvora

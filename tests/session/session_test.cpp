@@ -1,0 +1,204 @@
+// The session resource: URLs, validation, state callbacks, activation and end.
+#include <gtest/gtest.h>
+
+#include "core/halvora.h"
+#include "core/url_record.h"
+#include "session/session.h"
+#include "tests/support/library_fixture.h"
+
+namespace halvora {
+namespace {
+
+Json record(const std::string& state, const std::string& id = "s1") {
+    return {{"type", "Session"}, {"id", id}, {"code", "123456"}, {"state", state}};
+}
+
+class SessionTest : public testing::LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        Halvora::instance().setApi("http://svc");
+        Halvora::instance().start();
+        http->respondJson(200, R"({"id":"device","next_registration":600})");
+        runPending();
+        session->onUpdated([this](const auto&) { ++updated; })
+            .onEnded([this](const auto&) { ++ended; })
+            .onActivated([this](const auto&) { ++activated; });
+    }
+    std::shared_ptr<HLVSession> session = HLVSession::create();
+    int updated = 0, ended = 0, activated = 0;
+};
+
+TEST_F(SessionTest, UrlsByIdThenCodeThenCollection) {
+    EXPECT_EQ(HLVSession::url(std::nullopt), "http://svc/api/1/sessions");
+    EXPECT_EQ(HLVSession::url("042042"), "http://svc/api/1/sessions/042042");
+    session->updateResource(Json{{"type", "Session"}, {"id", nullptr}, {"code", "777777"}, {"state", "pending"}});
+    EXPECT_EQ(session->url(), "http://svc/api/1/sessions/777777");
+    session->updateResource(record("pending", "abc"));
+    EXPECT_EQ(session->url(), "http://svc/api/1/sessions/abc");
+}
+
+TEST_F(SessionTest, InvalidRecordsAreRejectedWithoutTouchingTheCurrentOne) {
+    ASSERT_FALSE(session->updateResource(record("pending")));
+    const std::vector<std::pair<Json, std::string>> cases = {
+        {Json::array({1}), "Expecting session to be a dictionary"},
+        {Json("Session"), "Expecting session to be a dictionary"},
+        {Json{{"type", "Device"}, {"id", "x"}, {"state", "ended"}}, "Expected a Session resource"},
+        {Json{{"type", "session"}, {"id", "x"}, {"state", "ended"}}, "Expected a Session resource"},
+        {Json{{"type", 1}, {"id", "x"}, {"state", "ended"}}, "Expected a Session resource"},
+        {Json{{"type", "Session"}, {"state", "ended"}}, "Expected session to have an ID"},
+        {Json{{"type", "Session"}, {"id", "x"}}, "Expected session to have a state field"},
+    };
+    for (const auto& [value, message] : cases) {
+        auto error = session->updateResource(value);
+        ASSERT_TRUE(error) << value;
+        EXPECT_EQ(*error, HLVError(message, 0)) << value;
+    }
+    EXPECT_EQ(session->updateResource(std::nullopt), HLVError("Expecting session to be a dictionary", 0));
+    EXPECT_EQ(*session->resource(), record("pending"));
+    EXPECT_EQ(updated, 1);
+    EXPECT_EQ(ended, 0);
+}
+
+TEST_F(SessionTest, EndCallbacksFireOnceOnTheFirstEndedRecord) {
+    session->updateResource(record("pending"));
+    session->updateResource(record("ended"));
+    session->updateResource(record("ended"));
+    EXPECT_EQ(updated, 3);
+    EXPECT_EQ(ended, 1);
+
+    auto fresh = HLVSession::create();
+    int freshEnded = 0;
+    fresh->onEnded([&](const auto&) { ++freshEnded; });
+    fresh->updateResource(record("ended"));  // already ended on arrival
+    EXPECT_EQ(freshEnded, 1);
+}
+
+TEST_F(SessionTest, UpdateCallbacksSeeTheEndedStateBeforeEndCallbacksRun) {
+    std::vector<std::string> order;
+    session->onUpdated([&](const auto& s) { order.push_back("updated:" + *s->state()); });
+    session->onEnded([&](const auto&) { order.push_back("ended"); });
+    session->updateResource(record("ended"));
+    EXPECT_EQ(order, (std::vector<std::string>{"updated:ended", "ended"}));
+}
+
+TEST_F(SessionTest, StatesAndAgent) {
+    EXPECT_FALSE(session->isPending() || session->isActive() || session->isEnded());
+    EXPECT_FALSE(session->hasAgent());
+    Json withNullAgent = record("pending");
+    withNullAgent["agent"] = nullptr;
+    session->updateResource(withNullAgent);
+    EXPECT_TRUE(session->isPending());
+    EXPECT_TRUE(session->hasAgent());
+    EXPECT_FALSE(session->agent());
+    Json joined = record("pending");
+    joined["agent"] = {{"id", "a7"}, {"name", "Dana"}};
+    session->updateResource(joined);
+    ASSERT_TRUE(session->agent());
+    EXPECT_EQ(*session->agent()->name, "Dana");
+    EXPECT_EQ(session->code(), "123456");
+}
+
+TEST_F(SessionTest, ActivationSendsStateDeviceAndCustomDataInOrder) {
+    Halvora::instance().setCustomData({{"plan", "pro"}});
+    http->respondJson(200, "{}");  // the re-registration for the custom data
+    runPending();
+    session->updateResource(record("pending"));
+    int completions = 0;
+    session->activate([&](OptionalError error, std::shared_ptr<HLVSession> s) {
+        ++completions;
+        EXPECT_FALSE(error);
+        EXPECT_EQ(s, session);
+    });
+    const auto& sent = http->lastSent();
+    EXPECT_EQ(sent.method, "PUT");
+    EXPECT_EQ(sent.url, "http://svc/api/1/sessions/s1");
+    Json body = bodyOf(sent);
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : body.items()) keys.push_back(key);
+    EXPECT_EQ(keys, (std::vector<std::string>{"state", "device", "custom_data"}));
+    EXPECT_EQ(body["state"], "active");
+    EXPECT_EQ(body["device"]["platform"], "ios");
+    EXPECT_EQ(body["custom_data"], (Json{{"plan", "pro"}}));
+
+    http->respondJson(200, record("active").dump());
+    runPending();
+    EXPECT_EQ(completions, 1);
+    EXPECT_EQ(activated, 1);
+    EXPECT_EQ(session->frameLoopsStarted(), 1);
+}
+
+TEST_F(SessionTest, ActivationAnsweredWithAnotherStateStartsNothing) {
+    session->updateResource(record("pending"));
+    int completions = 0;
+    session->activate([&](OptionalError error, std::shared_ptr<HLVSession> s) {
+        ++completions;
+        EXPECT_FALSE(error);
+        EXPECT_TRUE(s);
+    });
+    http->respondJson(200, record("pending").dump());
+    runPending();
+    EXPECT_EQ(completions, 1);
+    EXPECT_EQ(activated, 0);
+    EXPECT_EQ(session->frameLoopsStarted(), 0);
+}
+
+TEST_F(SessionTest, FailedActivationOrEndChangesNothing) {
+    session->updateResource(record("pending"));
+    OptionalError seen;
+    std::shared_ptr<HLVSession> given = session;
+    session->activate([&](OptionalError error, std::shared_ptr<HLVSession> s) {
+        seen = error;
+        given = s;
+    });
+    http->respondJson(400, R"({"message":"Cannot activate"})");
+    runPending();
+    EXPECT_EQ(*seen, HLVError("Cannot activate", 400));
+    EXPECT_FALSE(given);
+    EXPECT_TRUE(session->isPending());
+    EXPECT_EQ(activated, 0);
+
+    session->end(nullptr);
+    EXPECT_EQ(bodyOf(http->lastSent()), (Json{{"state", "ended"}}));
+    http->fail();
+    runPending();
+    EXPECT_TRUE(session->isPending());
+    EXPECT_EQ(ended, 0);
+}
+
+TEST_F(SessionTest, EndFiresFromTheAdoptedAnswer) {
+    session->updateResource(record("active"));
+    session->end(nullptr);
+    EXPECT_EQ(ended, 0);
+    http->respondJson(200, record("ended").dump());
+    runPending();
+    EXPECT_EQ(ended, 1);
+}
+
+TEST_F(SessionTest, AgentEventsReachEveryHandlerAndNullIsDropped) {
+    int a = 0, b = 0;
+    session->onAgentEvent([&](const AgentEventPtr&) { ++a; });
+    session->onAgentEvent([&](const AgentEventPtr& e) { b += dynamic_cast<const HLVURL*>(e.get()) != nullptr; });
+    session->agentEventReceived(nullptr);
+    EXPECT_EQ(a + b, 0);
+    session->agentEventReceived(HLVURL::from(Json{{"type", "URL"}, {"url", "https://example.com"}}));
+    EXPECT_EQ(a, 1);
+    EXPECT_EQ(b, 1);
+}
+
+TEST_F(SessionTest, AfterCleanupNothingFires) {
+    session->updateResource(record("pending"));
+    session->cleanup();
+    EXPECT_FALSE(session->resource());
+    session->updateResource(record("ended"));
+    session->agentEventReceived(HLVURL::from(Json{{"type", "URL"}, {"url", "https://example.com"}}));
+    EXPECT_EQ(updated, 1);
+    EXPECT_EQ(ended, 0);
+}
+
+TEST_F(SessionTest, FramesAreNumberedFromZero) {
+    EXPECT_EQ(session->lastFrameId(), "0");
+}
+
+}  // namespace
+}  // namespace halvora

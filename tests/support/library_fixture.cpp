@@ -1,0 +1,60 @@
+#include "tests/support/library_fixture.h"
+
+#include <algorithm>
+
+#include "platform/log.h"
+#include "platform/platform.h"
+
+namespace halvora::testing {
+
+std::optional<std::string> MemoryStore::get(const std::string& key) const {
+    std::lock_guard lock(mutex_);
+    auto it = values_.find(key);
+    if (it == values_.end()) return std::nullopt;
+    return it->second;
+}
+
+bool MemoryStore::set(const std::string& key, const std::string& value) {
+    std::lock_guard lock(mutex_);
+    values_[key] = value;
+    return true;
+}
+
+bool MemoryStore::remove(const std::string& key) {
+    std::lock_guard lock(mutex_);
+    values_.erase(key);
+    return true;
+}
+
+void LibraryTest::SetUp() {
+    loop = std::make_shared<platform::RunLoop>(clock);
+    app->id = "com.example.shop";
+    app->name = "Shop";
+    app->version = "2.3";
+    app->build = "417";
+    app->localization = "en";
+    platform::install({loop, nullptr, store, app, device, http});
+    auto log = log_;
+    platform::setLogSink([log](std::string_view line) {
+        std::lock_guard lock(log->mutex);
+        log->lines.emplace_back(line);
+    });
+}
+
+void LibraryTest::TearDown() { platform::setLogSink(nullptr); }
+
+std::vector<std::string> LibraryTest::logLines() const {
+    std::lock_guard lock(log_->mutex);
+    return log_->lines;
+}
+
+int LibraryTest::countLog(const std::string& line) const {
+    auto lines = logLines();
+    return static_cast<int>(std::count(lines.begin(), lines.end(), line));
+}
+
+Json LibraryTest::bodyOf(const platform::HttpRequest& request) {
+    return request.body ? Json::parse(*request.body) : Json();
+}
+
+}  // namespace halvora::testing

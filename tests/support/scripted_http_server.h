@@ -1,0 +1,113 @@
+#pragma once
+// A loopback HTTP/1.1 server for tests. It records every request and answers from a script:
+// queued replies first (one per request, in arrival order), then an optional handler, then the
+// default reply. Keep-alive and concurrent connections work; each connection has its own thread.
+//
+//   ScriptedHttpServer server;
+//   server.setDefaultReply(Reply::json(200, R"({"a":1})"));
+//   server.enqueueReply(Reply::neverAnswer());      // the first request hangs
+//   client.send({server.url("/v1/things"), ...});
+//   ASSERT_TRUE(server.waitForRequests(1));
+//   EXPECT_EQ(server.requests()[0].method, "GET");
+//
+// Every member is thread-safe. The destructor stops promptly, even with connections that were
+// told never to answer.
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace halvora::testing {
+
+using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
+
+struct RecordedRequest {
+    std::string method;
+    std::string target;       // exactly as on the request line, e.g. "/v1/items?x=1"
+    HttpHeaders headers;      // in order, names in the client's case
+    std::string body;         // Content-Length bytes, exactly
+    std::size_t connection = 0;  // which accepted connection carried it, counting from 1
+
+    // The first header with this name (case-insensitive).
+    std::optional<std::string> header(std::string_view name) const;
+    // The target without its query string.
+    std::string path() const;
+};
+
+struct Reply {
+    enum class Kind {
+        Response,            // status line, headers and body built from the fields below
+        Raw,                 // `rawBytes` written as-is
+        NeverAnswer,         // read the request, then stay silent until the client or server quits
+        CloseWithoutAnswer,  // read the request, then close the connection
+    };
+
+    Kind kind = Kind::Response;
+    int statusCode = 200;
+    std::string reason;        // empty: the usual phrase for `statusCode`
+    HttpHeaders headers;       // sent in this order
+    std::string body;
+    bool addContentLength = true;  // unless `headers` already has one; never on 1xx/204/304
+    bool closeAfter = false;       // close the connection once the reply is written
+    std::string rawBytes;
+
+    static Reply status(int code, std::string body = {}, std::string contentType = "text/plain");
+    static Reply json(int code, std::string body);
+    static Reply noContent();
+    static Reply redirect(int code, std::string location);
+    // Written as-is; the connection is closed afterwards unless `closeAfter` is reset.
+    static Reply raw(std::string bytes);
+    static Reply neverAnswer();
+    static Reply closeConnection();
+
+    Reply& withHeader(std::string name, std::string value);
+    Reply& withReason(std::string text);
+    // No Content-Length: the body ends when the connection closes (the connection is closed).
+    Reply& withoutContentLength();
+    Reply& closingConnection();
+};
+
+class ScriptedHttpServer {
+public:
+    // Consulted when no queued reply is left; return nothing to fall through to the default reply.
+    // Runs on the connection's thread, possibly on several at once.
+    using Handler = std::function<std::optional<Reply>(const RecordedRequest&)>;
+
+    // Listens on 127.0.0.1 on an ephemeral port at once. Throws std::system_error on failure.
+    ScriptedHttpServer();
+    ~ScriptedHttpServer();
+    ScriptedHttpServer(const ScriptedHttpServer&) = delete;
+    ScriptedHttpServer& operator=(const ScriptedHttpServer&) = delete;
+
+    std::uint16_t port() const;
+    std::string baseUrl() const;                       // "http://127.0.0.1:PORT"
+    std::string url(std::string_view target) const;    // baseUrl() + target
+
+    // Until changed: 404 with a "no scripted reply" body, so unplanned requests stand out.
+    void setDefaultReply(Reply reply);
+    void enqueueReply(Reply reply);
+    void setHandler(Handler handler);
+
+    std::vector<RecordedRequest> requests() const;
+    // True once at least `count` requests were recorded; false if the timeout passed first.
+    bool waitForRequests(std::size_t count,
+                         std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+    // Connections accepted so far.
+    std::size_t connectionCount() const;
+
+    // Closes the listening socket and every connection, and joins the threads. Later requests are
+    // refused. Idempotent; the destructor calls it.
+    void stop();
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace halvora::testing
