@@ -218,12 +218,38 @@ public:
         if (!finished_) curl_multi_wakeup(multi_);
     }
 
+    // Network thread only: completes everything in flight or queued with the cancel error.
+    void cancelEverything() {
+        while (!transfers_.empty()) complete(transfers_.begin()->first, cancelledError());
+        // Taken from the queue but not started yet (a completion destroyed the client mid-batch).
+        while (!starting_.empty()) {
+            Pending pending = std::move(starting_.front());
+            starting_.pop_front();
+            deliver(pending.completion, failure(cancelledError()));
+        }
+        // Completions may queue more requests while they run; those are cancelled too.
+        for (;;) {
+            std::deque<Pending> left;
+            {
+                std::lock_guard lock(mutex_);
+                if (queue_.empty()) {
+                    finished_ = true;
+                    return;
+                }
+                left.swap(queue_);
+            }
+            for (auto& pending : left) deliver(pending.completion, failure(cancelledError()));
+        }
+    }
+
     void run() {
         blockSigpipeOnThisThread();
-        std::deque<Pending> incoming;
-        while (takeQueued(incoming)) {
-            for (auto& pending : incoming) start(std::move(pending));
-            incoming.clear();
+        while (takeQueued()) {
+            while (!starting_.empty()) {
+                Pending pending = std::move(starting_.front());
+                starting_.pop_front();
+                start(std::move(pending));
+            }
             int running = 0;
             curl_multi_perform(multi_, &running);
             completeFinished();
@@ -251,10 +277,10 @@ private:
         pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     }
 
-    bool takeQueued(std::deque<Pending>& into) {
+    bool takeQueued() {
         std::lock_guard lock(mutex_);
         if (stopRequested_) return false;
-        into.swap(queue_);
+        starting_.swap(queue_);
         return true;
     }
 
@@ -408,23 +434,6 @@ private:
         deliver(completion, std::move(result));
     }
 
-    void cancelEverything() {
-        while (!transfers_.empty()) complete(transfers_.begin()->first, cancelledError());
-        // Completions may queue more requests while they run; those are cancelled too.
-        for (;;) {
-            std::deque<Pending> left;
-            {
-                std::lock_guard lock(mutex_);
-                if (queue_.empty()) {
-                    finished_ = true;
-                    return;
-                }
-                left.swap(queue_);
-            }
-            for (auto& pending : left) deliver(pending.completion, failure(cancelledError()));
-        }
-    }
-
     void cleanUp() {
         for (auto& [easy, transfer] : transfers_) curl_multi_remove_handle(multi_, easy);
         transfers_.clear();
@@ -443,7 +452,9 @@ private:
     bool stopRequested_ = false;   // guarded by mutex_
     bool finished_ = false;        // guarded by mutex_: the thread takes no more requests
 
-    std::unordered_map<CURL*, std::unique_ptr<Transfer>> transfers_;  // network thread only
+    // Network thread only.
+    std::deque<Pending> starting_;
+    std::unordered_map<CURL*, std::unique_ptr<Transfer>> transfers_;
 };
 
 }  // namespace
@@ -463,8 +474,10 @@ CurlHttpClient::CurlHttpClient(Options options) : impl_(std::make_unique<Impl>()
 CurlHttpClient::~CurlHttpClient() {
     impl_->loop->requestStop();
     if (impl_->thread.get_id() == std::this_thread::get_id()) {
-        // Destroyed from one of its own completions: the thread cannot join itself. It cancels the
-        // rest once that completion returns, and keeps the loop alive until then.
+        // Destroyed from one of its own completions: the thread cannot join itself. Cancel the
+        // rest here, so no completion runs after this returns; the thread then winds down on its
+        // own, keeping the loop alive until it has.
+        impl_->loop->cancelEverything();
         impl_->thread.detach();
     } else {
         impl_->thread.join();

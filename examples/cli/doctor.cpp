@@ -1,7 +1,9 @@
 #include "examples/cli/doctor.h"
 
+#include <iterator>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "core/halvora.h"
 #include "device/device.h"

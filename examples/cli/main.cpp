@@ -1,7 +1,9 @@
 // halvora-cli: checks a Halvora service endpoint through the SDK. See usageText() for the commands.
 #include <cstdlib>
 #include <iostream>
+#include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "core/halvora.h"

@@ -33,14 +33,5 @@ TEST(AppInfoTest, PreferredLocalizationIsTheHostsChoiceElseTheFirstLocaleVariabl
     EXPECT_EQ(info.preferredLocalization(), "nl");
 }
 
-TEST(AppInfoTest, InfoValueLooksUpTheHostsKeys) {
-    StaticAppInfo info;
-    info.info["HLVAutostart"] = true;
-    info.info["Name"] = std::string("x");
-    EXPECT_EQ(info.infoValue("HLVAutostart"), InfoValue(true));
-    EXPECT_EQ(info.infoValue("Name"), InfoValue(std::string("x")));
-    EXPECT_EQ(info.infoValue("Missing"), std::nullopt);
-}
-
 }  // namespace
 }  // namespace halvora::platform

@@ -53,13 +53,17 @@ TEST(BackgroundQueueTest, DrainCoversTasksPostedFromOtherThreads) {
 
 TEST(BackgroundQueueTest, DestructorFinishesQueuedTasksIncludingOnesTheyPost) {
     std::vector<int> ran;
+    std::promise<void> gate;
     {
         BackgroundQueue queue;
+        // Hold the worker until everything is queued, so the order below is the queue's alone.
+        queue.post([opened = gate.get_future().share()] { opened.wait(); });
         queue.post([&] {
             ran.push_back(1);
             queue.post([&] { ran.push_back(3); });
         });
         queue.post([&] { ran.push_back(2); });
+        gate.set_value();
     }
     EXPECT_EQ(ran, (std::vector<int>{1, 2, 3}));
 }

@@ -457,15 +457,21 @@ TEST_F(CurlHttpClientTest, DestroyingTheClientCancelsQueuedAndInFlightRequests) 
     }
 }
 
-TEST_F(CurlHttpClientTest, CompletionMayDestroyTheClient) {
-    server_.setDefaultReply(Reply::noContent());
-    std::promise<void> destroyed;
-    client_->send(request("GET", "/last"), [this, &destroyed](HttpResult) {
+TEST_F(CurlHttpClientTest, CompletionMayDestroyTheClientAndTheRestIsCancelledFirst) {
+    server_.setHandler([](const RecordedRequest& received) -> std::optional<Reply> {
+        return received.path() == "/hangs" ? Reply::neverAnswer() : Reply::noContent();
+    });
+    send(request("GET", "/hangs"));
+    ASSERT_TRUE(server_.waitForRequests(1));
+    std::promise<std::size_t> callsWhenDestroyed;
+    client_->send(request("GET", "/last"), [this, &callsWhenDestroyed](HttpResult) {
         client_.reset();
-        destroyed.set_value();
+        callsWhenDestroyed.set_value(log_.calls().size());
     });
 
-    EXPECT_EQ(destroyed.get_future().wait_for(kGenerousDeadline), std::future_status::ready);
+    auto destroyed = callsWhenDestroyed.get_future();
+    ASSERT_EQ(destroyed.wait_for(kGenerousDeadline), std::future_status::ready);
+    EXPECT_EQ(destroyed.get(), 1u) << "the hanging request must be cancelled before the destructor returns";
 }
 
 }  // namespace

@@ -1,0 +1,67 @@
+#include "tests/cli/fake_service_fixture.h"
+
+#include "examples/cli/commands.h"
+#include "platform/platform.h"
+
+namespace halvora::testing {
+
+using Result = std::optional<platform::HttpResult>;
+
+void FakeServiceTest::SetUp() {
+    LibraryTest::SetUp();
+    const Json record = {{"type", "Device"}, {"id", "D"}, {"next_registration", 600}};
+    routes["PUT device"] = [record](const platform::HttpRequest&) -> Result {
+        return ScriptedHttpClient::answer(200, record);
+    };
+    routes["DELETE device"] = [record](const platform::HttpRequest&) -> Result {
+        return ScriptedHttpClient::answer(200, record);
+    };
+    routes["POST sessions"] = [](const platform::HttpRequest&) -> Result {
+        return ScriptedHttpClient::answer(201, session("S1", "pending"));
+    };
+    routes["GET session"] = [](const platform::HttpRequest&) -> Result {
+        return ScriptedHttpClient::answer(200, session("S1", "pending"));
+    };
+    routes["PUT session"] = [](const platform::HttpRequest& request) -> Result {
+        return ScriptedHttpClient::answer(200, session("S1", Json::parse(*request.body).at("state").get<std::string>()));
+    };
+    scripted = std::make_shared<ScriptedHttpClient>([this](const platform::HttpRequest& request) -> Result {
+        auto route = routes.find(routeOf(request));
+        if (route == routes.end()) {
+            ADD_FAILURE() << "unexpected request " << request.method << " " << request.url;
+            return ScriptedHttpClient::answer(404, {{"message", "Not found"}});
+        }
+        return route->second(request);
+    });
+    platform::Services services;
+    services.http = scripted;
+    platform::install(std::move(services));
+    options.api = kApi;
+}
+
+int FakeServiceTest::runCli(bool echoLog) {
+    auto relay = std::make_shared<cli::LogRelay>(echoLog, [this](std::string_view text) { echoed += text; });
+    relay->install();
+    return cli::runCommand(options, cli::Host{loop, relay}, out, err);
+}
+
+Json FakeServiceTest::session(const std::string& id, const std::string& state) {
+    return {{"type", "Session"}, {"id", id}, {"code", "123456"}, {"state", state}};
+}
+
+std::string FakeServiceTest::routeOf(const platform::HttpRequest& request) {
+    std::string path = request.url.substr(std::string(kApi).size());
+    if (path.starts_with("/api/1/devices/")) return request.method + " device";
+    if (path == "/api/1/sessions") return request.method + " sessions";
+    if (path.starts_with("/api/1/sessions/")) return request.method + " session";
+    return request.method + " " + path;
+}
+
+std::vector<std::string> FakeServiceTest::linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+}  // namespace halvora::testing

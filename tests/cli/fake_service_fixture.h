@@ -1,0 +1,43 @@
+#pragma once
+// Runs the tool's commands against a scripted service: the library fixture (manual clock,
+// in-memory stores), a ScriptedHttpClient that plays a well-behaved service unless a test
+// replaces a route, and a LogRelay whose echo the test can read.
+
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "examples/cli/cli_options.h"
+#include "examples/cli/host_setup.h"
+#include "examples/cli/log_relay.h"
+#include "tests/cli/scripted_http_client.h"
+#include "tests/support/library_fixture.h"
+
+namespace halvora::testing {
+
+class FakeServiceTest : public LibraryTest {
+protected:
+    using Route = ScriptedHttpClient::Script;
+    static constexpr const char* kApi = "http://svc";
+
+    void SetUp() override;
+    // Installs the log relay, configures the library for `options` and runs its command.
+    int runCli(bool echoLog = true);
+
+    static Json session(const std::string& id, const std::string& state);
+    // "PUT device", "POST sessions", "GET session", "PUT session", "DELETE device".
+    static std::string routeOf(const platform::HttpRequest& request);
+    std::vector<std::string> sentLines() const { return scripted->sentLines(); }
+    // One line per element, without the trailing newline.
+    static std::vector<std::string> linesOf(const std::string& text);
+
+    std::map<std::string, Route> routes;
+    std::shared_ptr<ScriptedHttpClient> scripted;
+    cli::CliOptions options;
+    std::ostringstream out;
+    std::ostringstream err;
+    std::string echoed;  // what the relay wrote, "halvora: " lines
+};
+
+}  // namespace halvora::testing

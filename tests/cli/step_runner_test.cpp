@@ -1,0 +1,86 @@
+// Running one asynchronous step on the main queue, and how its outcome is printed.
+#include <sstream>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "examples/cli/step_runner.h"
+#include "platform/clock.h"
+
+namespace halvora::cli {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(StepFormatTest, StepLineKeepsNamesAndDurationsInColumns) {
+    EXPECT_EQ(stepLine(true, "start", 3ms), "[ OK ] start                      3 ms");
+    EXPECT_EQ(stepLine(false, "get session by code", 12345ms), "[FAIL] get session by code    12345 ms");
+    EXPECT_EQ(stepLine(true, "deregister and stop", 0ms).size(), stepLine(true, "start", 0ms).size());
+}
+
+TEST(StepFormatTest, ErrorsNameForeignDomainsOnly) {
+    EXPECT_EQ(describeError(HLVError("Session not found", 404)), "Session not found (code 404)");
+    EXPECT_EQ(describeError(HLVError::inDomain("curl", 7, "Couldn't connect")), "Couldn't connect (domain curl, code 7)");
+}
+
+TEST(StepFormatTest, SecondsAndValuesReadNaturally) {
+    EXPECT_EQ(formatSeconds(30'000ms), "30");
+    EXPECT_EQ(formatSeconds(2'500ms), "2.5");
+    EXPECT_EQ(formatSeconds(1'050ms), "1.05");
+    EXPECT_EQ(formatSeconds(1ms), "0.001");
+    EXPECT_EQ(displayValue(Json("S1")), "S1");
+    EXPECT_EQ(displayValue(Json(600)), "600");
+    EXPECT_EQ(displayValue(Json::parse(R"({"a":"b"})")), R"({"a":"b"})");
+}
+
+class StepRunnerTest : public ::testing::Test {
+protected:
+    std::shared_ptr<platform::ManualClock> clock = std::make_shared<platform::ManualClock>();
+    std::shared_ptr<platform::RunLoop> loop = std::make_shared<platform::RunLoop>(clock);
+    std::ostringstream out;
+    StepRunner runner{loop, 2s, out};
+};
+
+TEST_F(StepRunnerTest, StepFinishedLaterIsTimedOnTheLoopsClock) {
+    EXPECT_TRUE(runner.run("later", [this](const Finish& finish) {
+        loop->postAfter(250ms, [finish] { finish(StepResult::passed({"found it"})); });
+    }));
+    EXPECT_EQ(out.str(), stepLine(true, "later", 250ms) + "\n       found it\n");
+}
+
+TEST_F(StepRunnerTest, OnlyTheFirstFinishCounts) {
+    EXPECT_FALSE(runner.run("twice", [](const Finish& finish) {
+        finish(StepResult::failed("first"));
+        finish(StepResult::passed());
+    }));
+    EXPECT_EQ(out.str(), stepLine(false, "twice", 0ms) + "\n       first\n");
+}
+
+TEST_F(StepRunnerTest, StepThatNeverFinishesTimesOutAndIgnoresItsLateAnswer) {
+    bool lateAnswerRan = false;
+    EXPECT_FALSE(runner.run("silent", [&](const Finish& finish) {
+        loop->postAfter(5s, [&lateAnswerRan, finish] {
+            lateAnswerRan = true;
+            finish(StepResult::passed());
+        });
+    }));
+    EXPECT_EQ(out.str(), stepLine(false, "silent", 2000ms) + "\n       timed out after 2 s\n");
+    loop->advance(10s);
+    EXPECT_TRUE(lateAnswerRan);
+    // A later step is not confused by the earlier one's answer.
+    EXPECT_EQ(awaitStep(loop, 1s, [](const Finish&) {}).details, std::vector<std::string>{"timed out after 1 s"});
+}
+
+TEST(StepRunnerThreadTest, FinishFromAnotherThreadWakesTheLoop) {
+    auto loop = std::make_shared<platform::RunLoop>(std::make_shared<platform::SystemClock>());
+    std::thread worker;
+    StepResult result = awaitStep(loop, 60s, [&worker](const Finish& finish) {
+        worker = std::thread([finish] { finish(StepResult::passed({"from worker"})); });
+    });
+    worker.join();
+    EXPECT_TRUE(result.ok);
+    EXPECT_EQ(result.details, std::vector<std::string>{"from worker"});
+}
+
+}  // namespace
+}  // namespace halvora::cli
