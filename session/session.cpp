@@ -107,15 +107,11 @@ void HLVSession::end(SessionCompletion completion) {
 }
 
 std::optional<std::string> HLVSession::code() const {
-    auto value = field("code");
-    if (!value || !value->is_string()) return std::nullopt;
-    return value->get<std::string>();
+    return resource() ? stringField(*resource(), "code") : std::nullopt;
 }
 
 std::optional<std::string> HLVSession::state() const {
-    auto value = field("state");
-    if (!value || !value->is_string()) return std::nullopt;
-    return value->get<std::string>();
+    return resource() ? stringField(*resource(), "state") : std::nullopt;
 }
 
 std::shared_ptr<HLVAgent> HLVSession::agent() const {

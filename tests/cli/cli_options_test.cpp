@@ -40,18 +40,6 @@ TEST(CliOptionsTest, DoctorAloneGetsTheDefaults) {
     EXPECT_TRUE(o.code.empty());
 }
 
-TEST(CliOptionsTest, OptionsTakeSeparateOrInlineValuesBeforeOrAfterTheCommand) {
-    CliOptions o = options({"--data", "/tmp/d", "register", "--quiet", "--timeout=5", "--api=http://h:1"});
-    EXPECT_EQ(o.command, Command::Register);
-    EXPECT_EQ(o.dataDir, std::filesystem::path("/tmp/d"));
-    EXPECT_TRUE(o.quiet);
-    EXPECT_EQ(o.timeout, milliseconds(5000));
-    EXPECT_EQ(o.api, "http://h:1");
-    EXPECT_EQ(options({"create"}).command, Command::Create);
-    // A value is taken as it is, even when it looks like an option.
-    EXPECT_EQ(options({"--custom", "--x=1", "doctor"}).customData, (Json{{"--x", 1}}));
-}
-
 TEST(CliOptionsTest, ApiComesFromTheOptionThenTheEnvironmentThenTheDefault) {
     EXPECT_EQ(options({"--api", "http://opt", "doctor"}, "http://env").api, "http://opt");
     EXPECT_EQ(options({"doctor"}, "https://env.example:8443").api, "https://env.example:8443");
@@ -84,30 +72,11 @@ TEST(CliOptionsTest, CustomValuesAreJsonWhenValidElseText) {
     EXPECT_EQ(customValue("1 2"), Json("1 2"));
 }
 
-TEST(CliOptionsTest, CustomPairsMergeInOrderAndSplitAtTheFirstEquals) {
-    CliOptions o = options({"--custom", "plan=pro", "--custom", "seats=3", "--custom", "expr=a=b",
-                            "--custom=plan=\"team\"", "doctor"});
-    EXPECT_EQ(o.customData.dump(), R"({"plan":"team","seats":3,"expr":"a=b"})");
-    EXPECT_EQ(options({"--custom", "empty=", "doctor"}).customData, (Json{{"empty", ""}}));
-}
-
 TEST(CliOptionsTest, CustomPairsWithoutKeyOrEqualsOrUtf8AreRefused) {
     EXPECT_NE(usageError({"--custom", "plan", "doctor"}).find("KEY=VALUE"), std::string::npos);
     EXPECT_NE(usageError({"--custom", "=pro", "doctor"}).find("KEY"), std::string::npos);
     EXPECT_NE(usageError({"--custom", "k=\xff\xfe", "doctor"}).find("UTF-8"), std::string::npos);
     EXPECT_NE(usageError({"--custom", "\xc3=1", "doctor"}).find("UTF-8"), std::string::npos);
-}
-
-TEST(CliOptionsTest, TimeoutIsPositiveDecimalSecondsUpToADay) {
-    EXPECT_EQ(options({"--timeout", "2.5", "doctor"}).timeout, milliseconds(2500));
-    EXPECT_EQ(options({"--timeout", "0.001", "doctor"}).timeout, milliseconds(1));
-    EXPECT_EQ(options({"--timeout", ".25", "doctor"}).timeout, milliseconds(250));
-    EXPECT_EQ(options({"--timeout", "86400", "doctor"}).timeout, kLongestTimeout);
-    for (const char* bad : {"0", "0.0", "-1", "+1", "abc", "1e3", "0x10", "", ".", "1.2.3", " 5", "inf", "nan"}) {
-        EXPECT_NE(usageError({"--timeout", bad, "doctor"}).find("--timeout"), std::string::npos) << bad;
-    }
-    EXPECT_NE(usageError({"--timeout", "0.0004", "doctor"}).find("at least"), std::string::npos);
-    EXPECT_NE(usageError({"--timeout", "86401", "doctor"}).find("at most"), std::string::npos);
 }
 
 TEST(CliOptionsTest, GetTakesExactlyOneNonEmptyCode) {
@@ -137,16 +106,6 @@ TEST(CliOptionsTest, OptionMistakesAreNamed) {
     EXPECT_EQ(usageError({"doctor", "--timeout"}), "option --timeout needs a number of seconds");
     EXPECT_EQ(usageError({"--quiet=yes", "doctor"}), "option --quiet takes no value");
     EXPECT_EQ(usageError({"--data", "", "doctor"}), "option --data needs a non-empty directory");
-}
-
-TEST(CliOptionsTest, HelpAndVersionAnswerWhereverTheyComeFirst) {
-    EXPECT_TRUE(std::holds_alternative<ShowHelp>(parse({"-h"})));
-    EXPECT_TRUE(std::holds_alternative<ShowHelp>(parse({"doctor", "--help"})));
-    EXPECT_TRUE(std::holds_alternative<ShowHelp>(parse({"--help", "--no-such-option"})));
-    EXPECT_TRUE(std::holds_alternative<ShowVersion>(parse({"--version", "frobnicate"})));
-    // A mistake before them is still reported.
-    EXPECT_TRUE(std::holds_alternative<UsageError>(parse({"--no-such-option", "--help"})));
-    EXPECT_NE(usageText().find("Usage: halvora-cli [options] COMMAND"), std::string::npos);
 }
 
 }  // namespace

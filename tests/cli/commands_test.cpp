@@ -49,13 +49,5 @@ TEST_F(CommandsTest, GetPassesTheCodeThroughAndReportsErrorsOnStderr) {
     EXPECT_EQ(sentLines().back(), "GET http://svc/api/1/sessions/000000");
 }
 
-TEST_F(CommandsTest, UnansweredRequestTimesOut) {
-    routes["POST sessions"] = [](const HttpRequest&) -> Result { return std::nullopt; };
-    options.command = cli::Command::Create;
-    options.timeout = std::chrono::seconds(4);
-    EXPECT_EQ(runCli(), cli::kExitFailure);
-    EXPECT_EQ(err.str(), "halvora-cli: create failed: timed out after 4 s\n");
-}
-
 }  // namespace
 }  // namespace halvora

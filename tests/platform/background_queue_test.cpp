@@ -68,18 +68,5 @@ TEST(BackgroundQueueTest, DestructorFinishesQueuedTasksIncludingOnesTheyPost) {
     EXPECT_EQ(ran, (std::vector<int>{1, 2, 3}));
 }
 
-TEST(BackgroundQueueTest, QueueWhoseLastOwnerIsItsOwnTaskFinishesTheQueue) {
-    auto queue = std::make_shared<BackgroundQueue>();
-    std::promise<void> mainReleased;
-    std::promise<void> lastRan;
-    // The first task holds the last reference once main lets go, so the queue is destroyed on
-    // its own worker thread, where it cannot join itself.
-    queue->post([keep = queue, released = mainReleased.get_future().share()] { released.wait(); });
-    queue->post([&] { lastRan.set_value(); });
-    queue.reset();
-    mainReleased.set_value();
-    EXPECT_EQ(lastRan.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
-}
-
 }  // namespace
 }  // namespace halvora::platform

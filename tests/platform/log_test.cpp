@@ -32,12 +32,5 @@ TEST(LogTest, ASinkMayLogAndReplaceTheSinkWithoutDeadlocking) {
     EXPECT_EQ(lines, (std::vector<std::string>{"outer", "inner: from the sink"}));
 }
 
-TEST(LogTest, DefaultSinkWritesOneLineToStderr) {
-    ::testing::internal::CaptureStderr();
-    log("first\nline");
-    log("second");
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "first line\nsecond\n");
-}
-
 }  // namespace
 }  // namespace halvora::platform
