@@ -95,10 +95,10 @@ constexpr CommandSpec kCommands[] = {
 std::optional<UsageError> setCommand(const std::vector<std::string>& positional, CliOptions& options) {
     if (positional.empty()) return usage("no command given");
     const std::string& name = positional.front();
-    for (const auto& spec : kCommands) {
-        if (spec.name != name) continue;
-        options.command = spec.command;
-        if (!spec.takesCode) {
+    for (const auto& entry : kCommands) {
+        if (entry.name != name) continue;
+        options.command = entry.command;
+        if (!entry.takesCode) {
             if (positional.size() > 1) return usage(name + " takes no arguments, got \"" + positional[1] + "\"");
             return std::nullopt;
         }
