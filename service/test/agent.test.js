@@ -120,17 +120,4 @@ describe('change events', () => {
     assert.equal(events[1].record.agent.name, 'Agent');
   });
 
-  test('a failing listener does not fail the request', async () => {
-    const failing = () => {
-      throw new Error('listener broke');
-    };
-    ctx.service.store.on('change', failing);
-    try {
-      const { status } = await ctx.api('POST', '/api/1/sessions');
-      assert.equal(status, 201);
-      assert.ok(ctx.logLines.some((line) => line.includes('listener broke')));
-    } finally {
-      ctx.service.store.off('change', failing);
-    }
-  });
 });

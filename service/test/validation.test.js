@@ -46,13 +46,6 @@ describe('request validation', () => {
     assert.match(missing.body.message, /Request body is required/);
   });
 
-  test('bodies nested too deeply are refused rather than stored', async () => {
-    const deep = `{"push_token":"","push_provider":"p","device":${'['.repeat(10000)}${']'.repeat(10000)}}`;
-    const { status } = await ctx.api('PUT', '/api/1/devices/D1', undefined, { raw: deep });
-    assert.equal(status, 400);
-    assert.equal((await ctx.api('GET', '/api/1/agent/devices')).status, 200);
-  });
-
   // The timeout only stops a service that never stops reading from hanging the run.
   test('bodies over 1 MiB are refused with 413, with or without a declared length', { timeout: 120_000 }, async () => {
     const huge = JSON.stringify({ push_token: '', push_provider: 'p', device: { pad: 'x'.repeat(1024 * 1024) } });
@@ -124,11 +117,6 @@ describe('request validation', () => {
       assert.deepEqual(body, { message: 'Method not allowed' });
       assert.equal(headers.get('allow'), allow);
     }
-  });
-
-  test('query strings and a trailing slash do not change the route', async () => {
-    const session = (await ctx.api('POST', '/api/1/sessions/?x=1')).body;
-    assert.equal((await ctx.api('GET', `/api/1/sessions/${session.code}/?verbose`)).body.id, session.id);
   });
 
   test('an unexpected failure is a 500 with a log line, and the service keeps going', async () => {

@@ -18,13 +18,6 @@ protected:
     std::string echoed;
 };
 
-TEST_F(LogRelayTest, EchoesEachLibraryLineWithThePrefix) {
-    relay(true);
-    platform::log("Halvora Stopped");
-    platform::log("two\nlines");
-    EXPECT_EQ(echoed, "halvora: Halvora Stopped\nhalvora: two lines\n");
-}
-
 TEST_F(LogRelayTest, QuietHidesLinesFromTheTerminalButNotFromTheWatcher) {
     auto quiet = relay(false);
     std::vector<std::string> seen;

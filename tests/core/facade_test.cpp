@@ -147,12 +147,5 @@ TEST_F(FacadeTest, AutostartFollowsTheInformationKey) {
     EXPECT_TRUE(Halvora::autostarts());
 }
 
-TEST_F(FacadeTest, StatusTapIsTheOverlays) {
-    int taps = 0;
-    halvora.setOnStatusTap([&] { ++taps; });
-    halvora.onStatusTap()();
-    EXPECT_EQ(taps, 1);
-}
-
 }  // namespace
 }  // namespace halvora

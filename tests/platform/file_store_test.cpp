@@ -81,29 +81,12 @@ TEST_F(FileStoreTest, UnusableFilesReadAsEmptyAndAreReplacedByTheNextSet) {
     }
 }
 
-TEST_F(FileStoreTest, NonStringMembersAreIgnored) {
-    fs::create_directories(file.parent_path());
-    writeFile(file, R"({"s": "text", "n": 1, "b": true, "o": {"s": "x"}, "z": null})");
-    FileStore store(file);
-    EXPECT_EQ(store.get("s"), "text");
-    for (const char* key : {"n", "b", "o", "z"}) EXPECT_EQ(store.get(key), std::nullopt) << key;
-    EXPECT_TRUE(logged.empty());
-}
-
 TEST_F(FileStoreTest, FailedSaveReturnsFalseButKeepsTheValueInMemory) {
     writeFile(dir.path() / "blocker", "a regular file where a directory should be");
     FileStore store(dir.path() / "blocker" / "settings.json");
     EXPECT_FALSE(store.set("id", "kept"));
     EXPECT_EQ(store.get("id"), "kept");
     EXPECT_FALSE(logged.empty());
-}
-
-TEST_F(FileStoreTest, ValueThatIsNotUtf8IsKeptInMemoryButNotSaved) {
-    FileStore store(file);
-    EXPECT_TRUE(store.set("good", "ok"));
-    EXPECT_FALSE(store.set("bad", "\xff\xfe"));
-    EXPECT_EQ(store.get("bad"), "\xff\xfe");
-    EXPECT_EQ(readJson(file), (nlohmann::json{{"good", "ok"}}));
 }
 
 TEST(FileStorePathTest, DefaultPathFollowsXdgDataHomeAndSanitizesTheAppId) {

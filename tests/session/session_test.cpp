@@ -196,9 +196,5 @@ TEST_F(SessionTest, AfterCleanupNothingFires) {
     EXPECT_EQ(ended, 0);
 }
 
-TEST_F(SessionTest, FramesAreNumberedFromZero) {
-    EXPECT_EQ(session->lastFrameId(), "0");
-}
-
 }  // namespace
 }  // namespace halvora
