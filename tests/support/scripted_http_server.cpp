@@ -83,13 +83,11 @@ bool statusAllowsBody(int status) {
 std::pair<std::string, bool> render(const Reply& reply, bool headRequest, bool clientAskedToClose) {
     const bool bodyAllowed = statusAllowsBody(reply.statusCode);
     const bool hasLength = findHeader(reply.headers, "Content-Length").has_value();
-    const bool addLength = reply.addContentLength && bodyAllowed && !hasLength;
-    const bool delimited = !bodyAllowed || hasLength || addLength ||
-                           findHeader(reply.headers, "Transfer-Encoding").has_value();
-    const bool close = reply.closeAfter || clientAskedToClose || !delimited;
+    const bool addLength = bodyAllowed && !hasLength;
+    const bool close = clientAskedToClose;
 
     std::string out = "HTTP/1.1 " + std::to_string(reply.statusCode) + " " +
-                      (reply.reason.empty() ? usualReason(reply.statusCode) : reply.reason) + "\r\n";
+                      usualReason(reply.statusCode) + "\r\n";
     for (const auto& [name, value] : reply.headers) out += name + ": " + value + "\r\n";
     if (addLength) out += "Content-Length: " + std::to_string(reply.body.size()) + "\r\n";
     if (close && !findHeader(reply.headers, "Connection")) out += "Connection: close\r\n";
@@ -134,14 +132,6 @@ Reply Reply::redirect(int code, std::string location) {
     return status(code).withHeader("Location", std::move(location));
 }
 
-Reply Reply::raw(std::string bytes) {
-    Reply reply;
-    reply.kind = Kind::Raw;
-    reply.rawBytes = std::move(bytes);
-    reply.closeAfter = true;
-    return reply;
-}
-
 Reply Reply::neverAnswer() {
     Reply reply;
     reply.kind = Kind::NeverAnswer;
@@ -156,22 +146,6 @@ Reply Reply::closeConnection() {
 
 Reply& Reply::withHeader(std::string name, std::string value) {
     headers.emplace_back(std::move(name), std::move(value));
-    return *this;
-}
-
-Reply& Reply::withReason(std::string text) {
-    reason = std::move(text);
-    return *this;
-}
-
-Reply& Reply::withoutContentLength() {
-    addContentLength = false;
-    closeAfter = true;
-    return *this;
-}
-
-Reply& Reply::closingConnection() {
-    closeAfter = true;
     return *this;
 }
 
@@ -374,9 +348,6 @@ struct ScriptedHttpServer::Impl {
                 }
                 case Reply::Kind::CloseWithoutAnswer:
                     return;
-                case Reply::Kind::Raw:
-                    if (!writeAll(fd, reply.rawBytes) || reply.closeAfter) return;
-                    break;
                 case Reply::Kind::Response: {
                     const auto connection = request.header("Connection");
                     const bool clientAskedToClose = connection && equalsIgnoringCase(*connection, "close");

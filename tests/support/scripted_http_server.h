@@ -43,34 +43,23 @@ struct RecordedRequest {
 struct Reply {
     enum class Kind {
         Response,            // status line, headers and body built from the fields below
-        Raw,                 // `rawBytes` written as-is
         NeverAnswer,         // read the request, then stay silent until the client or server quits
         CloseWithoutAnswer,  // read the request, then close the connection
     };
 
     Kind kind = Kind::Response;
     int statusCode = 200;
-    std::string reason;        // empty: the usual phrase for `statusCode`
     HttpHeaders headers;       // sent in this order
     std::string body;
-    bool addContentLength = true;  // unless `headers` already has one; never on 1xx/204/304
-    bool closeAfter = false;       // close the connection once the reply is written
-    std::string rawBytes;
 
     static Reply status(int code, std::string body = {}, std::string contentType = "text/plain");
     static Reply json(int code, std::string body);
     static Reply noContent();
     static Reply redirect(int code, std::string location);
-    // Written as-is; the connection is closed afterwards unless `closeAfter` is reset.
-    static Reply raw(std::string bytes);
     static Reply neverAnswer();
     static Reply closeConnection();
 
     Reply& withHeader(std::string name, std::string value);
-    Reply& withReason(std::string text);
-    // No Content-Length: the body ends when the connection closes (the connection is closed).
-    Reply& withoutContentLength();
-    Reply& closingConnection();
 };
 
 class ScriptedHttpServer {
