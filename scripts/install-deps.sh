@@ -9,6 +9,7 @@ packages=(
   libcurl4-openssl-dev nlohmann-json3-dev
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
+  libboost1.81-dev libssl-dev
 )
 command -v node >/dev/null 2>&1 || packages+=(nodejs)
 command -v npm >/dev/null 2>&1 || packages+=(npm)
@@ -28,4 +29,9 @@ fi
 
 if [ ! -d service/node_modules ] || [ service/package-lock.json -nt service/node_modules/.package-lock.json ]; then
   (cd service && npm ci --no-audit --no-fund)
+fi
+
+# The Socket.IO peer server of the sio conformance tests and benchmark.
+if [ ! -d sio/conformance/node_modules ] || [ sio/conformance/package-lock.json -nt sio/conformance/node_modules/.package-lock.json ]; then
+  (cd sio/conformance && npm ci --no-audit --no-fund)
 fi

@@ -1,0 +1,106 @@
+#pragma once
+// What the sio conformance cases share: the peer server's address, an executor thread standing in
+// for an application's UI queue, and a recorder of the events a socket receives.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "sio/socket_manager.h"
+
+namespace sio_test {
+
+// Failure bound of every wait; the events come much sooner when things work.
+inline constexpr std::chrono::seconds kBound{10};
+
+struct PeerPorts {
+    int port = 0;
+    int tlsPort = 0;
+    std::string caFile;
+};
+// Ports written by peer.js, once the file exists (none after kBound).
+std::optional<PeerPorts> readPortFile(const std::string& file);
+// The peer started by the CTest fixture (path /custom/io, TLS as well).
+PeerPorts sharedPeer();
+
+// A peer.js process of the test's own (default path), for cases that stop the server.
+class PrivatePeer {
+public:
+    explicit PrivatePeer(int port = 0);
+    ~PrivatePeer();
+    int port() const { return port_; }
+    void stop();
+
+private:
+    int pid_ = -1;
+    int port_ = 0;
+    std::string portFile_;
+};
+
+class WorkerExecutor {
+public:
+    WorkerExecutor();
+    ~WorkerExecutor();
+    sio::Executor executor();
+
+private:
+    struct Queue {
+        std::mutex mutex;
+        std::condition_variable ready;
+        std::deque<std::function<void()>> tasks;
+        bool stopped = false;
+    };
+    std::shared_ptr<Queue> queue_ = std::make_shared<Queue>();
+    std::thread thread_;
+};
+
+struct Event {
+    std::string name;
+    sio::Items items;
+};
+
+class Recorder {
+public:
+    void watch(sio::Socket& socket, const std::vector<std::string>& names);
+    // Waits for the `nth` event called `name` (1-based) and returns its items.
+    std::optional<sio::Items> waitFor(const std::string& name, int nth = 1);
+    int count(const std::string& name) const;
+    std::vector<Event> events() const;
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<Event> events_;
+};
+
+// Sends an event asking for an acknowledgement and waits for the answer.
+std::optional<sio::Items> ask(sio::Socket& socket, const std::string& event, sio::Items items,
+                              sio::Seconds timeout = kBound);
+
+std::vector<std::uint8_t> bytes(std::size_t size);
+inline const std::vector<std::uint8_t>& bytesOf(const sio::Value& value) { return value.get_binary(); }
+
+// A manager on the shared peer, handlers on a worker thread, every client event recorded.
+class PeerTest : public testing::Test {
+protected:
+    // A failed case shows what the socket went through.
+    void TearDown() override;
+    sio::Config config();
+    std::unique_ptr<sio::SocketManager> connect(sio::Config config, std::string url = {});
+    std::string plainUrl() const { return "ws://127.0.0.1:" + std::to_string(peer_.port); }
+
+    PeerPorts peer_ = sharedPeer();
+    WorkerExecutor worker_;
+    Recorder recorder_;
+};
+
+}  // namespace sio_test
