@@ -6,6 +6,7 @@ import { sendJson } from './http/respond.js';
 import { createRouter } from './http/router.js';
 import { agentRoutes } from './routes/agent-routes.js';
 import { deviceRoutes } from './routes/device-routes.js';
+import { createSocketServer } from './sockets/socket-server.js';
 import { DEFAULT_NEXT_REGISTRATION, Store } from './store.js';
 
 const PARAM_ERRORS = {
@@ -16,8 +17,8 @@ const LOGGED_PATH_MAX = 200;
 const CLOSE_GRACE_MS = 2000;
 
 // Builds the service without listening, so tests can run it in-process. The request handler
-// is the server's plain 'request' listener, which lets a socket.io server attach to the same
-// http.Server later and take over its own path.
+// is the server's plain 'request' listener; the socket.io server attached to the same
+// http.Server takes over its own path and hands every other request to it.
 //
 // options:
 //   nextRegistration  seconds until a device should register again (default 600)
@@ -37,7 +38,15 @@ export function createService(options = {}) {
     generateCode: options.generateCode,
     onListenerError: (err) => log(`change listener failed: ${describe(err)}`),
   });
-  const route = createRouter([...deviceRoutes(store), ...agentRoutes(store)], PARAM_ERRORS);
+  const server = http.createServer((req, res) => {
+    handleRequest(req, res).catch((err) => {
+      // Only reachable if writing the error answer itself failed.
+      log(`request handling failed: ${describe(err)}`);
+      res.destroy();
+    });
+  });
+  const sockets = createSocketServer({ server, store, log });
+  const route = createRouter([...deviceRoutes(store), ...agentRoutes(store, sockets)], PARAM_ERRORS);
 
   async function handleRequest(req, res) {
     const started = process.hrtime.bigint();
@@ -85,14 +94,6 @@ export function createService(options = {}) {
     sendJson(res, err.status, { message: err.message }, err.headers);
   }
 
-  const server = http.createServer((req, res) => {
-    handleRequest(req, res).catch((err) => {
-      // Only reachable if writing the error answer itself failed.
-      log(`request handling failed: ${describe(err)}`);
-      res.destroy();
-    });
-  });
-
   function listen(port = 0, host = '127.0.0.1') {
     if (!options.allowRemote && !isLoopbackHost(host)) {
       return Promise.reject(new Error(`Refusing to listen on ${host}: not a loopback address`));
@@ -109,6 +110,8 @@ export function createService(options = {}) {
   }
 
   function close() {
+    // Socket connections never go idle on their own; they are dropped first.
+    sockets.close();
     return new Promise((resolve, reject) => {
       if (!server.listening) {
         resolve();

@@ -94,6 +94,24 @@ export class Store extends EventEmitter {
     return this.#commitSession(session, 'updated');
   }
 
+  // New control and stream tokens for a session; the old ones stop opening anything. The
+  // agent's token is left alone: the agent asked for this and keeps its own connection.
+  rotateSessionTokens(ref) {
+    const session = this.#findSession(ref);
+    if (session.state === 'ended') throw conflict('Session has ended');
+    this.#tokens.delete(session.controlToken);
+    this.#tokens.delete(session.streamToken);
+    session.controlToken = this.#issueToken('control', session.id);
+    session.streamToken = this.#issueToken('stream', session.id);
+    return this.#commitSession(session, 'updated');
+  }
+
+  // The state of a session by id, or undefined when there is none; cheap enough to ask on
+  // every relayed socket event.
+  sessionState(id) {
+    return this.#sessions.get(id)?.state;
+  }
+
   // ---- devices ----
 
   // Creates or refreshes a device. custom_data left out keeps what an earlier registration gave.

@@ -1,0 +1,134 @@
+import { Server } from 'socket.io';
+import {
+  deviceSocketCounts,
+  roomFor,
+  rooms,
+  sessionSocketCounts,
+  socketsIn,
+} from './connection-registry.js';
+import { authenticate, clientDescription, printable } from './handshake.js';
+import { LatestRecords } from './latest-records.js';
+import { AGENT_TO_DEVICE_EVENTS, DEVICE_TO_AGENT_EVENTS, agentPayload, devicePayload } from './relay.js';
+
+export const SOCKET_PATH = '/sockets/1/events';
+// Frames are ~30 KB; the limit only has to stop a runaway client.
+export const MAX_MESSAGE_BYTES = 10 * 1024 * 1024;
+
+// The realtime side of the service, on the same http.Server as the REST API. One namespace
+// ("/"); the bearer token decides the channel (control, stream, agent or notification) and so
+// the room a socket joins.
+export function createSocketServer({ server, store, log }) {
+  const io = new Server(server, {
+    path: SOCKET_PATH,
+    // Without the trailing-slash requirement both ".../events/?EIO=4" and ".../events?EIO=4" work.
+    addTrailingSlash: false,
+    serveClient: false,
+    maxHttpBufferSize: MAX_MESSAGE_BYTES,
+  });
+  const namespace = io.of('/');
+  const latest = new LatestRecords();
+
+  namespace.use(authenticate(store, log));
+  namespace.on('connection', (socket) => {
+    try {
+      onConnection(socket);
+    } catch (err) {
+      log(`socket setup failed: ${err.message}`);
+      socket.disconnect(true);
+    }
+  });
+
+  function onConnection(socket) {
+    const { access } = socket.data;
+    socket.join(roomFor(access));
+    const who = describe(socket);
+    const client = clientDescription(socket.handshake);
+    log(`socket connected: ${who} transport=${socket.conn.transport.name}${client ? ` ${client}` : ''}`);
+    socket.on('disconnect', (reason) => log(`socket disconnected: ${who} (${reason})`));
+    socket.onAny((event, ...args) => {
+      try {
+        onEvent(socket, event, args);
+      } catch (err) {
+        log(`socket event ${printable(event)} from ${who} failed: ${err.message}`);
+      }
+    });
+
+    // A device or console that just connected may have missed changes since it last fetched
+    // the session over REST, so it starts from the current record.
+    if (access.channel === 'control' || access.channel === 'agent') {
+      socket.emit('session', store.getSession(access.sessionId));
+    }
+    if (access.channel === 'agent') {
+      for (const [event, record] of latest.replay(access.sessionId)) socket.emit(event, record);
+    }
+  }
+
+  function onEvent(socket, event, args) {
+    const { channel, sessionId } = socket.data.access;
+    const toDevice = channel === 'agent' && AGENT_TO_DEVICE_EVENTS.has(event);
+    const toAgent = channel === 'stream' && DEVICE_TO_AGENT_EVENTS.has(event);
+    if (!toDevice && !toAgent) {
+      log(`socket event ignored: ${printable(event)} on ${describe(socket)}`);
+      return;
+    }
+    const state = store.sessionState(sessionId);
+    if (state === undefined || state === 'ended') {
+      log(`socket event dropped: ${event} on ${describe(socket)}: session has ended`);
+      return;
+    }
+    const { payload, error } = toDevice ? agentPayload(event, args[0]) : devicePayload(args[0]);
+    if (error) {
+      log(`socket event dropped: ${event} on ${describe(socket)}: ${error}`);
+      return;
+    }
+    if (toAgent) latest.remember(sessionId, event, payload);
+    namespace.to(toDevice ? rooms.stream(sessionId) : rooms.agent(sessionId)).emit(event, payload);
+  }
+
+  function onStoreChange({ kind, action, record }) {
+    if (kind === 'session') {
+      namespace.to(rooms.control(record.id)).to(rooms.agent(record.id)).emit('session', record);
+      // Nobody can connect to or relay into an ended session, so its images are of no further use.
+      // Its sockets stay: the device closes its own, and the console shows the ended state.
+      if (record.state === 'ended') latest.forget(record.id);
+    } else if (kind === 'device' && action === 'deleted') {
+      namespace.in(rooms.notification(record.id)).disconnectSockets();
+    }
+  }
+  store.on('change', onStoreChange);
+
+  // Closing only the transport (not the namespace) makes a socket.io client reconnect on its
+  // own; with its old token refused, the device then fetches the new ones.
+  function closeTransports(room) {
+    const sockets = socketsIn(namespace, room);
+    for (const socket of sockets) socket.conn.close();
+    return sockets.length;
+  }
+
+  return {
+    notifyDevice(deviceId, payload) {
+      namespace.to(rooms.notification(deviceId)).emit('notification', payload);
+    },
+    closeSessionTransports(sessionId) {
+      return closeTransports(rooms.control(sessionId)) + closeTransports(rooms.stream(sessionId));
+    },
+    closeDeviceTransports(deviceId) {
+      return closeTransports(rooms.notification(deviceId));
+    },
+    sessionSocketCounts: (sessionId) => sessionSocketCounts(namespace, sessionId),
+    deviceSocketCounts: (deviceId) => deviceSocketCounts(namespace, deviceId),
+    // Drops every connection, including ones that never joined the namespace, as a transport
+    // close (clients may come back once a service listens again). The http.Server itself is
+    // left to its owner.
+    close() {
+      store.off('change', onStoreChange);
+      io.engine.close();
+    },
+  };
+}
+
+function describe(socket) {
+  const { channel, sessionId, deviceId } = socket.data.access;
+  const owner = channel === 'notification' ? `device=${deviceId}` : `session=${sessionId}`;
+  return `${channel} ${owner} id=${socket.id}`;
+}
