@@ -3,7 +3,10 @@
 #include <cctype>
 #include <variant>
 
+#include "control/key_press.h"
+#include "control/touch_event.h"
 #include "core/halvora_delegate.h"
+#include "core/url_record.h"
 #include "device/device.h"
 #include "overlay/halvora_window.h"
 #include "platform/log.h"
@@ -98,15 +101,41 @@ void Halvora::setCurrentSession(std::shared_ptr<HLVSession> session) {
     currentSession_ = std::move(session);
     if (!currentSession_) return;
 
+    // The delegate's questions are asked about the session that was current when installed.
+    std::weak_ptr<HLVSession> installedFor = currentSession_;
+    currentSession_->onAgentEvent([this, installedFor](const AgentEventPtr& event) {
+        routeAgentEvent(event, installedFor.lock());
+    });
     currentSession_->onUpdated([this](const std::shared_ptr<HLVSession>& updated) {
         if (delegate_) delegate_->halvoraSessionDidUpdate(updated);
     });
     currentSession_->onActivated([this](const std::shared_ptr<HLVSession>&) { overlay_->setActive(true); });
     currentSession_->onEnded([this](const std::shared_ptr<HLVSession>& ended) {
+        // The application hears of the end before the banner goes.
         if (delegate_) delegate_->halvoraSessionDidEnd(ended);
         overlay_->setActive(false);
         currentSession_.reset();
     });
+}
+
+void Halvora::routeAgentEvent(const AgentEventPtr& event, const std::shared_ptr<HLVSession>& session) {
+    // The overlay sees everything first: laser and drawings only ever go there, and touches are
+    // shown even when the delegate refuses them.
+    overlay_->onAgentEvent(event);
+    if (const auto* url = dynamic_cast<const HLVURL*>(event.get())) {
+        if (url->url) openUrl(*url->url);
+    } else if (const auto* touch = dynamic_cast<const HLVTouchEvent*>(event.get())) {
+        if (delegate_ && delegate_->halvoraShouldAllowTouchEvent(*touch, session) == false) return;
+        if (touchInjector_) touchInjector_(*touch);
+    } else if (const auto* key = dynamic_cast<const HLVKeyPress*>(event.get())) {
+        if (delegate_ && delegate_->halvoraShouldAllowKeyEvent(*key, session) == false) return;
+        if (keyInjector_) keyInjector_(*key);
+    }
+}
+
+void Halvora::openUrl(const std::string& url) {
+    if (!isOpenableWebUrl(url)) return;
+    platform::urlOpener().open(url);
 }
 
 void Halvora::adoptSession(std::optional<Json> answer, OptionalError error, const SessionCallback& callback) {
@@ -143,6 +172,39 @@ Halvora& Halvora::getSession(const std::string& idOrCode, SessionCallback callba
     };
     request(HLVSession::url(idOrCode), {}, onMainQueue(std::move(adopt)));
     return *this;
+}
+
+Halvora& Halvora::joinSession(const std::string& code, SessionCallback callback) {
+    if (currentSession_ && currentSession_->isActive()) {
+        callback(HLVError("Already in a session", 400), nullptr);
+        return *this;
+    }
+    getSession(code, [callback = std::move(callback)](OptionalError error, std::shared_ptr<HLVSession> session) {
+        if (error) {
+            callback(std::move(error), nullptr);
+            return;
+        }
+        session->activate(callback);
+    });
+    return *this;
+}
+
+bool Halvora::isHalvoraNotification(const Json& payload) {
+    if (!payload.is_object()) return false;
+    auto marker = payload.find("halvora-notification");
+    if (marker == payload.end()) return false;
+    if (marker->is_boolean()) return marker->get<bool>();
+    if (marker->is_number()) return marker->get<double>() != 0;
+    return marker->is_string() && *marker == "true";
+}
+
+void Halvora::onPushNotification(const Json& payload) {
+    if (!isHalvoraNotification(payload)) return;
+    auto code = stringField(payload, "halvora-code");
+    if (!code) return;
+    instance().joinSession(*code, [](OptionalError error, const std::shared_ptr<HLVSession>&) {
+        if (error) platform::log("Error joining session " + error->description());
+    });
 }
 
 }  // namespace halvora

@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 
+#include "core/agent_event.h"
 #include "core/error.h"
 #include "core/json.h"
 #include "core/request.h"
@@ -27,6 +28,8 @@ class HLVDevice;
 class HLVSession;
 class HLVHalvoraWindow;
 class HalvoraDelegate;
+class HLVTouchEvent;
+class HLVKeyPress;
 
 class Halvora {
 public:
@@ -87,6 +90,30 @@ public:
     Halvora& createSession(SessionCallback callback);
     // Fetches a session by identifier or code and makes it current. The callback is required.
     Halvora& getSession(const std::string& idOrCode, SessionCallback callback);
+    // Fetches the session with `code`, makes it current and activates it without asking the user
+    // (the agent started it, or the application already has the user's consent). Fails at once
+    // with "Already in a session" (400) while the current session is active.
+    Halvora& joinSession(const std::string& code, SessionCallback callback);
+
+    // Where allowed agent touches and key presses go; the remote-control layer installs these.
+    // Until one is installed they are shown by the overlay only.
+    void setTouchInjector(std::function<void(const HLVTouchEvent&)> inject) { touchInjector_ = std::move(inject); }
+    void setKeyPressInjector(std::function<void(const HLVKeyPress&)> inject) { keyInjector_ = std::move(inject); }
+
+    // Shows a web page on the agent's behalf (http and https only).
+    void openUrl(const std::string& url);
+
+    // Whether a push payload or notification-socket message is this library's: its
+    // "halvora-notification" is true, a non-zero number, or the string "true".
+    static bool isHalvoraNotification(const Json& payload);
+    // Joins the session a payload of this library names ("halvora-code"); anything else is
+    // ignored. Failures are only logged.
+    static void onPushNotification(const Json& payload);
+
+    // Host of the service's session links ("https://<host>/session/123456").
+    void setLinkHost(std::string host) { linkHost_ = std::move(host); }
+    const std::string& linkHost() const { return linkHost_; }
+    static constexpr const char* kDefaultLinkHost = "link.halvora.io";
 
     // The overlay window's model (banner, annotations).
     HLVHalvoraWindow& overlay() const { return *overlay_; }
@@ -98,6 +125,7 @@ private:
     Halvora();
     ~Halvora();
     void adoptSession(std::optional<Json> answer, OptionalError error, const SessionCallback& callback);
+    void routeAgentEvent(const AgentEventPtr& event, const std::shared_ptr<HLVSession>& session);
 
     std::unique_ptr<HLVHalvoraWindow> overlay_;
     std::shared_ptr<HLVSession> currentSession_;
@@ -105,6 +133,9 @@ private:
     std::string api_;
     std::shared_ptr<HalvoraDelegate> delegate_;
     std::shared_ptr<HLVDevice> device_;
+    std::string linkHost_ = kDefaultLinkHost;
+    std::function<void(const HLVTouchEvent&)> touchInjector_;
+    std::function<void(const HLVKeyPress&)> keyInjector_;
 };
 
 }  // namespace halvora

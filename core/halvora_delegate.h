@@ -1,11 +1,16 @@
 #pragma once
-// What the host application hears about the current session. Held strongly by the facade.
+// What the host application hears about the current session, and the questions it may answer.
+// Held strongly by the facade. The two notifications must be implemented; a question left
+// unanswered (the default, none) counts as a yes.
 
 #include <memory>
+#include <optional>
 
 namespace halvora {
 
 class HLVSession;
+class HLVTouchEvent;
+class HLVKeyPress;
 
 class HalvoraDelegate {
 public:
@@ -14,6 +19,17 @@ public:
     virtual void halvoraSessionDidUpdate(const std::shared_ptr<HLVSession>& session) = 0;
     // When the current session's state becomes ended.
     virtual void halvoraSessionDidEnd(const std::shared_ptr<HLVSession>& session) = 0;
+
+    // Before each of the agent's touches is performed; false drops it (the overlay still shows it).
+    virtual std::optional<bool> halvoraShouldAllowTouchEvent(const HLVTouchEvent& /*event*/,
+                                                             const std::shared_ptr<HLVSession>& /*session*/) {
+        return std::nullopt;
+    }
+    // Before each of the agent's key presses is typed; false drops it.
+    virtual std::optional<bool> halvoraShouldAllowKeyEvent(const HLVKeyPress& /*keyPress*/,
+                                                           const std::shared_ptr<HLVSession>& /*session*/) {
+        return std::nullopt;
+    }
 };
 
 }  // namespace halvora

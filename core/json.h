@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -19,5 +20,8 @@ Json NotNil(const std::optional<T>& value) {
 
 // A string member of an object, none when absent or of another type.
 std::optional<std::string> stringField(const Json& object, const char* key);
+
+// The first of an event's arguments for a log line: a string as it stands, anything else as JSON.
+std::string describeFirst(const std::vector<Json>& items);
 
 }  // namespace halvora

@@ -2,21 +2,26 @@
 
 #include <algorithm>
 #include <cctype>
+#include <initializer_list>
+#include <string_view>
 
 namespace halvora {
 
-bool isOpenableWebUrl(const std::string& text) {
-    auto lower = text.substr(0, 8);
+namespace {
+
+// An absolute URL with one of `schemes`, a host, and no spaces or control characters.
+bool hasSchemeAndHost(const std::string& text, std::initializer_list<std::string_view> schemes) {
+    std::string lower = text.substr(0, 8);
     std::transform(lower.begin(), lower.end(), lower.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    std::size_t hostStart;
-    if (lower.rfind("https://", 0) == 0) {
-        hostStart = 8;
-    } else if (lower.rfind("http://", 0) == 0) {
-        hostStart = 7;
-    } else {
-        return false;
+    std::size_t hostStart = 0;
+    for (std::string_view scheme : schemes) {
+        if (lower.starts_with(scheme) && lower.compare(scheme.size(), 3, "://") == 0) {
+            hostStart = scheme.size() + 3;
+            break;
+        }
     }
+    if (hostStart == 0) return false;
     for (unsigned char c : text) {
         if (c <= 0x20 || c == 0x7f) return false;
     }
@@ -27,6 +32,12 @@ bool isOpenableWebUrl(const std::string& text) {
     std::string host = at == std::string::npos ? authority : authority.substr(at + 1);
     return !host.empty() && host[0] != ':';
 }
+
+}  // namespace
+
+bool isOpenableWebUrl(const std::string& text) { return hasSchemeAndHost(text, {"https", "http"}); }
+
+bool isSocketUrl(const std::string& text) { return hasSchemeAndHost(text, {"https", "http", "wss", "ws"}); }
 
 std::shared_ptr<HLVURL> HLVURL::from(const Json& value) {
     if (stringField(value, "type") != "URL") return nullptr;

@@ -105,18 +105,16 @@ void HLVDevice::loop() {
 
 void HLVDevice::deregister(Completion completion) {
     customData_.reset();
-    // The notification socket is closed and dropped here once the realtime channel exists.
+    if (notificationSocket_) {
+        notificationSocket_->disconnect();
+        notificationSocket_.reset();
+    }
     if (nextRegistration_) {
         nextRegistration_.cancel();
         nextRegistration_ = {};
     }
     deleteResource(std::move(completion));
     cleanup();
-}
-
-void HLVDevice::openNotificationSocket() {
-    // The notification channel (agent-started sessions) attaches here; it arrives with the
-    // realtime layer. Until then a registration only keeps the record.
 }
 
 }  // namespace halvora

@@ -13,6 +13,7 @@
 #include "core/rest_resource.h"
 #include "platform/http_client.h"
 #include "platform/main_queue.h"
+#include "platform/realtime_socket.h"
 
 namespace halvora {
 
@@ -58,9 +59,19 @@ public:
     // True while a next registration is scheduled.
     bool hasPendingRegistration() const { return static_cast<bool>(nextRegistration_); }
 
-    // Opens the notification connection when the record carries "notification_url" and none is
-    // open. Called after every registration attempt.
+    // Opens the notification connection, over which the agent starts sessions, when the record
+    // carries "notification_url" and no connection was made before. Called after every
+    // registration attempt. Once the connection is lost it is stopped, not retried, until the
+    // device deregisters: pushes remain the way in meanwhile.
     void openNotificationSocket();
+    // The notification connection, or null.
+    std::shared_ptr<platform::RealtimeSocket> notificationSocket() const { return notificationSocket_; }
+
+    // Endpoint path and reconnection wait (seconds) of the notification connection.
+    static constexpr const char* kNotificationPath = "/sockets/1/events";
+    static constexpr double kNotificationReconnectWait = 2;
+    // Delay before the headers are rebuilt from the current token after an "error".
+    static constexpr double kHeaderRefreshDelaySeconds = 0.5;
 
     // The device description sent with registrations and activations.
     static Json info();
@@ -78,6 +89,7 @@ private:
     std::optional<Json> customData_;
     std::optional<std::vector<std::uint8_t>> token_;
     platform::TimerHandle nextRegistration_;
+    std::shared_ptr<platform::RealtimeSocket> notificationSocket_;
 };
 
 }  // namespace halvora

@@ -1,15 +1,61 @@
 // Any bytes the service might answer with, at any status, through everything that reads them:
-// the transport's interpretation, session validation, agent and URL records, the registration
-// schedule.
+// the transport's interpretation, session validation, agent records of every kind, push payloads,
+// the registration schedule. Socket pushes carry the same JSON, so they are covered here too.
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
+#include "control/key_press.h"
+#include "control/touch_event.h"
 #include "core/agent.h"
+#include "core/halvora.h"
 #include "core/service_answer.h"
 #include "core/url_record.h"
 #include "device/device.h"
+#include "overlay/drawing.h"
+#include "overlay/laser.h"
+#include "platform/platform.h"
 #include "session/session.h"
+
+namespace {
+
+// Sessions open their connections when they adopt a record; the fuzzer must not reach the network.
+class NoSockets final : public halvora::platform::RealtimeSocketFactory {
+    class Idle final : public halvora::platform::RealtimeSocket {
+        void on(const std::string&, Handler) override {}
+        void emit(const std::string&, Items) override {}
+        void connect() override {}
+        void disconnect() override {}
+        void setExtraHeaders(halvora::platform::HeaderList) override {}
+        bool isConnected() const override { return false; }
+    };
+
+public:
+    std::shared_ptr<halvora::platform::RealtimeSocket> make(const std::string&,
+                                                             halvora::platform::RealtimeSocketConfig) override {
+        return std::make_shared<Idle>();
+    }
+};
+
+void parseAsAgentEvent(const halvora::Json& value) {
+    using namespace halvora;
+    (void)HLVURL::from(value);
+    (void)HLVAgent::from(value);
+    (void)HLVLaser::from(value);
+    (void)HLVTouchEvent::from(value);
+    (void)HLVKeyPress::from(value);
+    if (auto drawing = HLVDrawing::from(value)) (void)drawing->imageBytes();
+    (void)Halvora::isHalvoraNotification(value);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    halvora::platform::Services services;
+    services.sockets = std::make_shared<NoSockets>();
+    halvora::platform::install(std::move(services));
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace halvora;
@@ -27,15 +73,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         (void)session->agent();
         (void)session->isEnded();
     }
-    (void)HLVURL::from(json);
-    (void)HLVAgent::from(json);
+    parseAsAgentEvent(json);
     if (json.is_object()) {
         auto next = json.find("next_registration");
         if (next != json.end()) (void)HLVDevice::registrationDelay(std::nullopt, *next);
-        for (const auto& [key, value] : json.items()) {
-            (void)HLVURL::from(value);
-            (void)HLVAgent::from(value);
-        }
+        for (const auto& [key, value] : json.items()) parseAsAgentEvent(value);
     }
     return 0;
 }

@@ -13,6 +13,7 @@
 #include "platform/file_store.h"
 #include "platform/linux_device_info.h"
 #include "platform/run_loop.h"
+#include "platform/sio_socket_factory.h"
 
 namespace halvora::platform {
 namespace {
@@ -65,6 +66,8 @@ void fillDefaults(Services& s) {
     if (!s.mainQueue) s.mainQueue = std::make_shared<RunLoop>();
     if (!s.background) s.background = std::make_shared<BackgroundQueue>();
     if (!s.http) s.http = std::make_shared<CurlHttpClient>();
+    if (!s.sockets) s.sockets = std::make_shared<SioSocketFactory>();
+    if (!s.urlOpener) s.urlOpener = std::make_shared<LoggingUrlOpener>();
 }
 
 template <typename T>
@@ -86,6 +89,8 @@ void install(Services services) {
         replaceIfGiven(s.appInfo, services.appInfo);
         replaceIfGiven(s.deviceInfo, services.deviceInfo);
         replaceIfGiven(s.http, services.http);
+        replaceIfGiven(s.sockets, services.sockets);
+        replaceIfGiven(s.urlOpener, services.urlOpener);
     }
 }
 

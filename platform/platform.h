@@ -10,6 +10,8 @@
 #include "platform/http_client.h"
 #include "platform/key_value_store.h"
 #include "platform/main_queue.h"
+#include "platform/realtime_socket.h"
+#include "platform/url_opener.h"
 
 namespace halvora::platform {
 
@@ -20,6 +22,8 @@ struct Services {
     std::shared_ptr<AppInfo> appInfo;              // default: StaticAppInfo named after the executable
     std::shared_ptr<DeviceInfo> deviceInfo;        // default: LinuxDeviceInfo
     std::shared_ptr<HttpClient> http;              // default: CurlHttpClient
+    std::shared_ptr<RealtimeSocketFactory> sockets; // default: SioSocketFactory (sio/)
+    std::shared_ptr<UrlOpener> urlOpener;          // default: LoggingUrlOpener
 };
 
 // Installs the given services; empty members keep (or lazily get) their defaults.
@@ -34,5 +38,7 @@ inline KeyValueStore& store() { return *services().store; }
 inline const AppInfo& appInfo() { return *services().appInfo; }
 inline const DeviceInfo& deviceInfo() { return *services().deviceInfo; }
 inline HttpClient& http() { return *services().http; }
+inline RealtimeSocketFactory& sockets() { return *services().sockets; }
+inline UrlOpener& urlOpener() { return *services().urlOpener; }
 
 }  // namespace halvora::platform

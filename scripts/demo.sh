@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# The demo: builds what is needed, starts the reference service on loopback, and runs the
-# command-line host's end-to-end check against it. (The Qt Quick demo application and the agent
-# console will take this over as they land.)
+# The demo: builds what is needed, starts the reference service on loopback, checks the endpoint
+# with halvora-cli doctor, then runs a live session: halvora-cli listen is the device, a scripted
+# agent (the official JavaScript Socket.IO client) starts a session for it, points, draws, touches,
+# types and ends it. (The Qt Quick demo application and the agent console will take this over.)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -13,5 +14,13 @@ state="$(mktemp -d)"
 trap 'scripts/service-fixture.sh stop "$state/service.url"; rm -rf "$state"' EXIT
 scripts/service-fixture.sh start "$state/service.url"
 url="$(cat "$state/service.url")"
+cli=build/default/examples/cli/halvora-cli
 
-build/default/examples/cli/halvora-cli --api "$url" --data "$state/device" doctor
+"$cli" --api "$url" --data "$state/device" doctor
+
+echo
+echo "Live session: the device listens, the agent starts a session for it."
+"$cli" --api "$url" --data "$state/device" --quiet listen --duration 60 &
+device=$!
+node service/tools/demo-agent.js "$url"
+wait "$device"

@@ -5,7 +5,11 @@
 
 namespace halvora {
 
-std::shared_ptr<HLVSession> HLVSession::create() { return std::shared_ptr<HLVSession>(new HLVSession()); }
+std::shared_ptr<HLVSession> HLVSession::create() {
+    std::shared_ptr<HLVSession> session(new HLVSession());
+    session->sockets_ = HLVSessionSockets::create(session);
+    return session;
+}
 
 std::shared_ptr<HLVSession> HLVSession::self() {
     return std::static_pointer_cast<HLVSession>(shared_from_this());
@@ -125,6 +129,8 @@ void HLVSession::agentEventReceived(const AgentEventPtr& event) {
 }
 
 void HLVSession::cleanup() {
+    if (sockets_) sockets_->close();
+    sockets_.reset();
     onActivated_.clear();
     onEnded_.clear();
     onUpdated_.clear();

@@ -13,6 +13,7 @@
 #include "core/agent.h"
 #include "core/agent_event.h"
 #include "core/rest_resource.h"
+#include "session/session_sockets.h"
 
 namespace halvora {
 
@@ -63,8 +64,11 @@ public:
     // Hands an agent event to every agent-event callback; a null event is dropped.
     void agentEventReceived(const AgentEventPtr& event);
 
-    // Drops the callbacks and the record (and, once sessions stream, their sockets).
+    // Closes and drops the sockets, drops the callbacks, then the record.
     void cleanup() override;
+
+    // The session's realtime connections; null after cleanup.
+    std::shared_ptr<HLVSessionSockets> sockets() const { return sockets_; }
 
     // Number of the last frame sent, as a decimal string ("0" before the first frame).
     std::string lastFrameId() const { return std::to_string(lastFrameId_); }
@@ -88,6 +92,7 @@ private:
     std::uint64_t lastFrameId_ = 0;
     std::optional<std::vector<std::uint8_t>> lastFrameData_;
     int frameLoopsStarted_ = 0;
+    std::shared_ptr<HLVSessionSockets> sockets_;
 };
 
 }  // namespace halvora

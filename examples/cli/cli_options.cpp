@@ -38,8 +38,8 @@ std::variant<std::string, UsageError> normalizeApi(std::string url, const std::s
 }
 
 // Plain decimal seconds ("30", "2.5"); no signs, exponents or hex, so typos are not reinterpreted.
-std::variant<std::chrono::milliseconds, UsageError> parseTimeout(const std::string& text) {
-    const auto invalid = usage("--timeout needs a positive number of seconds, got \"" + text + "\"");
+std::variant<std::chrono::milliseconds, UsageError> parseTimeout(const std::string& text, const std::string& option) {
+    const auto invalid = usage(option + " needs a positive number of seconds, got \"" + text + "\"");
     bool digit = false;
     bool dot = false;
     for (char c : text) {
@@ -56,10 +56,10 @@ std::variant<std::chrono::milliseconds, UsageError> parseTimeout(const std::stri
     if (!(seconds > 0)) return invalid;
     const double limit = std::chrono::duration<double>(kLongestTimeout).count();
     if (seconds > limit) {
-        return usage("--timeout is at most " + std::to_string(kLongestTimeout.count() / 1000) + " seconds");
+        return usage(option + " is at most " + std::to_string(kLongestTimeout.count() / 1000) + " seconds");
     }
     const auto millis = static_cast<std::chrono::milliseconds::rep>(std::llround(seconds * 1000));
-    if (millis < 1) return usage("--timeout must be at least 0.001 seconds");
+    if (millis < 1) return usage(option + " must be at least 0.001 seconds");
     return std::chrono::milliseconds(millis);
 }
 
@@ -90,6 +90,8 @@ constexpr CommandSpec kCommands[] = {
     {"register", Command::Register, false},
     {"create", Command::Create, false},
     {"get", Command::Get, true},
+    {"join", Command::Join, true},
+    {"listen", Command::Listen, false},
 };
 
 std::optional<UsageError> setCommand(const std::vector<std::string>& positional, CliOptions& options) {
@@ -177,7 +179,7 @@ ParseResult parseArguments(const std::vector<std::string>& args,
             given = value("a directory");
         } else if (name == "--custom") {
             given = value("KEY=VALUE");
-        } else if (name == "--timeout") {
+        } else if (name == "--timeout" || name == "--duration") {
             given = value("a number of seconds");
         } else {
             return usage("unknown option: " + arg);
@@ -193,13 +195,17 @@ ParseResult parseArguments(const std::vector<std::string>& args,
         } else if (name == "--custom") {
             if (auto error = addCustom(text, options.customData)) return *error;
         } else {
-            auto timeout = parseTimeout(text);
-            if (auto* error = std::get_if<UsageError>(&timeout)) return *error;
-            options.timeout = std::get<std::chrono::milliseconds>(timeout);
+            auto seconds = parseTimeout(text, name);
+            if (auto* error = std::get_if<UsageError>(&seconds)) return *error;
+            (name == "--timeout" ? options.timeout : options.duration.emplace()) =
+                std::get<std::chrono::milliseconds>(seconds);
         }
     }
 
     if (auto error = setCommand(positional, options)) return *error;
+    if (options.duration && options.command != Command::Join && options.command != Command::Listen) {
+        return usage("--duration only applies to join and listen");
+    }
 
     // An empty HALVORA_API is treated as unset, as shells make it easy to export one by accident.
     std::variant<std::string, UsageError> resolved = std::string(Halvora::kDefaultApi);
@@ -225,6 +231,10 @@ std::string usageText() {
                "  register       register this device once and print the service's device record\n"
                "  create         create a session and print its record\n"
                "  get CODE       fetch a session by code or id and print its record\n"
+               "  join CODE      join a session as if the agent had started it, answer the agent's\n"
+               "                 probes and print every event with its time until the session ends\n"
+               "  listen         register and wait for the agent to start a session for this device\n"
+               "                 (notification socket or push), then behave like join\n"
                "\n"
                "Options:\n"
                "  --api URL          service base URL (default: $HALVORA_API, else ") +
@@ -235,11 +245,13 @@ std::string usageText() {
            "  --custom KEY=VALUE custom data sent with registrations; VALUE is JSON when valid,\n"
            "                     else a string (repeatable)\n"
            "  --timeout SECONDS  deadline for each step (default 30)\n"
+           "  --duration SECONDS join/listen: give up after this long (default: no limit)\n"
            "  --quiet            hide the library's log lines (otherwise on stderr as \"halvora: ...\")\n"
            "  -h, --help         show this help\n"
            "  --version          print the library version\n"
            "\n"
-           "Exit status: 0 success, 1 a check or request failed, 64 usage error.\n";
+           "Exit status: 0 success (join/listen: a joined session ended), 1 a check or request\n"
+           "failed, 2 join/listen: --duration ran out first, 64 usage error.\n";
 }
 
 }  // namespace halvora::cli

@@ -21,11 +21,14 @@ inline constexpr int kExitUsage = 64;
 // The longest --timeout accepted: a day is already far beyond any useful check.
 inline constexpr std::chrono::milliseconds kLongestTimeout = std::chrono::hours(24);
 
-enum class Command { Doctor, Register, Create, Get };
+enum class Command { Doctor, Register, Create, Get, Join, Listen };
+
+// Exit code of join/listen when --duration ran out before a joined session ended.
+inline constexpr int kExitDurationElapsed = 2;
 
 struct CliOptions {
     Command command = Command::Doctor;
-    // The session id or code of `get`; empty for the other commands.
+    // The session id or code of `get` and `join`; empty for the other commands.
     std::string code;
     // Resolved from --api, else HALVORA_API, else the library's default; no trailing slash.
     std::string api;
@@ -34,6 +37,8 @@ struct CliOptions {
     // Every --custom pair merged in order (a repeated key keeps its last value).
     Json customData = Json::object();
     std::chrono::milliseconds timeout{30'000};
+    // join/listen: how long to stay before giving up; none to stay until a session ends.
+    std::optional<std::chrono::milliseconds> duration;
     bool quiet = false;
 };
 

@@ -6,6 +6,7 @@
 #include "core/halvora.h"
 #include "device/device.h"
 #include "examples/cli/doctor.h"
+#include "examples/cli/session_watch.h"
 #include "examples/cli/step_runner.h"
 #include "session/session.h"
 
@@ -56,6 +57,8 @@ int printRecord(std::string_view command, const StepResult& result, const Record
 int runCommand(const CliOptions& options, const Host& host, std::ostream& out, std::ostream& err) {
     configureLibrary(options);
     if (options.command == Command::Doctor) return runDoctor(host, options.timeout, out, err);
+    if (options.command == Command::Join) return runJoin(options, host, out, err);
+    if (options.command == Command::Listen) return runListen(options, host, out, err);
 
     Halvora::instance().start();
     auto slot = std::make_shared<std::optional<Json>>();
@@ -73,6 +76,8 @@ int runCommand(const CliOptions& options, const Host& host, std::ostream& out, s
             return printRecord("get", awaitStep(host.loop, options.timeout, get), slot, out, err);
         }
         case Command::Doctor:
+        case Command::Join:
+        case Command::Listen:
             break;
     }
     return kExitFailure;

@@ -90,6 +90,15 @@ TEST(CliOptionsTest, GetTakesExactlyOneNonEmptyCode) {
     EXPECT_NE(usageError({"get", "1", "2"}).find("one CODE"), std::string::npos);
 }
 
+TEST(CliOptionsTest, DurationBelongsToJoinAndListenOnly) {
+    EXPECT_EQ(options({"join", "123456"}).duration, std::nullopt);
+    EXPECT_EQ(options({"listen", "--duration", "2.5"}).duration, milliseconds(2500));
+    EXPECT_EQ(options({"join", "123456", "--duration=1"}).code, "123456");
+    EXPECT_NE(usageError({"listen", "--duration", "-1"}).find("--duration needs a positive"), std::string::npos);
+    EXPECT_NE(usageError({"get", "1", "--duration", "5"}).find("only applies to join and listen"), std::string::npos);
+    EXPECT_NE(usageError({"listen", "x"}).find("takes no arguments"), std::string::npos);
+}
+
 TEST(CliOptionsTest, CommandsAreRequiredKnownAndWithoutStrayArguments) {
     EXPECT_EQ(usageError({}), "no command given");
     EXPECT_EQ(usageError({"--quiet"}), "no command given");

@@ -18,10 +18,7 @@ class ResourceTest : public testing::LibraryTest {
 protected:
     void SetUp() override {
         LibraryTest::SetUp();
-        Halvora::instance().setApi("http://svc");
-        Halvora::instance().start();
-        http->respondJson(200, R"({"id":"device"})");
-        runPending();
+        startLibrary();
     }
     std::shared_ptr<Record> record = Record::make();
 };

@@ -42,7 +42,7 @@ protected:
         options.idleTimeout = 500ms;  // the silent server must not hold the test for a minute
         platform::install({loop, nullptr, std::make_shared<testing::MemoryStore>(),
                            std::make_shared<platform::StaticAppInfo>(), std::make_shared<testing::FakeDeviceInfo>(),
-                           std::make_shared<platform::CurlHttpClient>(options)});
+                           std::make_shared<platform::CurlHttpClient>(options), nullptr, nullptr});
         platform::setLogSink([this](std::string_view line) { logged.emplace_back(line); });
         server.setDefaultReply(Reply::json(200, R"({"id":"d","next_registration":600})"));
         halvora.setApi(server.baseUrl());

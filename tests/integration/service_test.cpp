@@ -38,7 +38,7 @@ protected:
         app->build = "1";
         platform::install({loop, nullptr, store, app,
                            std::make_shared<platform::LinuxDeviceInfo>(std::make_shared<testing::MemoryStore>()),
-                           std::make_shared<platform::CurlHttpClient>()});
+                           std::make_shared<platform::CurlHttpClient>(), nullptr, nullptr});
         halvora.setApi(url);
     }
     bool waitFor(const std::function<bool()>& done) { return loop->runUntil(done, 20s); }

@@ -1,8 +1,11 @@
 // Creating and fetching sessions through the facade, and which session is current.
 #include <gtest/gtest.h>
 
+#include "control/key_press.h"
+#include "control/touch_event.h"
 #include "core/halvora.h"
 #include "core/halvora_delegate.h"
+#include "core/url_record.h"
 #include "overlay/halvora_window.h"
 #include "session/session.h"
 #include "tests/support/library_fixture.h"
@@ -122,6 +125,62 @@ TEST_F(CurrentSessionTest, SettingTheSameSessionAgainReinstallsTheCallbacksOnce)
     session->updateResource(Json::parse(kPending));
     EXPECT_EQ(own, 0);                   // cleanup dropped the earlier callbacks
     EXPECT_EQ(delegate->calls.size(), 1u);  // the facade's are installed once
+}
+
+TEST_F(CurrentSessionTest, JoiningFailsAtOnceOnlyWhileTheCurrentSessionIsActive) {
+    halvora.createSession(record());
+    http->respondJson(201, kPending);
+    runPending();
+    auto pending = halvora.currentSession();
+    halvora.joinSession("222222", record());  // a pending current session is replaced
+    http->respondJson(200, R"({"type":"Session","id":"s2","code":"222222","state":"pending"})");
+    runPending();
+    EXPECT_NE(halvora.currentSession(), pending);
+    EXPECT_EQ(bodyOf(http->lastSent())["state"], "active");
+    http->respondJson(200, R"({"type":"Session","id":"s2","code":"222222","state":"active"})");
+    runPending();
+    EXPECT_EQ(calls, 2);
+    EXPECT_TRUE(lastSession->isActive());
+    EXPECT_TRUE(halvora.overlay().isActive());
+
+    auto sent = http->sent().size();
+    halvora.joinSession("333333", record());
+    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(*lastError, HLVError("Already in a session", 400));
+    EXPECT_EQ(http->sent().size(), sent);
+}
+
+struct RefusingDelegate : RecordingDelegate {
+    std::shared_ptr<HLVSession> askedAbout;
+    std::optional<bool> halvoraShouldAllowTouchEvent(const HLVTouchEvent&,
+                                                     const std::shared_ptr<HLVSession>& session) override {
+        askedAbout = session;
+        return false;
+    }
+};
+
+TEST_F(CurrentSessionTest, AgentEventsReachTheOverlayFirstAndThenWhereTheyBelong) {
+    auto delegate = std::make_shared<RefusingDelegate>();
+    halvora.setDelegate(delegate);
+    std::vector<std::string> seen;
+    halvora.overlay().addAgentEventObserver([&](const AgentEventPtr&) { seen.push_back("overlay"); });
+    halvora.setTouchInjector([&](const HLVTouchEvent&) { seen.push_back("touch"); });
+    halvora.setKeyPressInjector([&](const HLVKeyPress&) { seen.push_back("key"); });
+    halvora.createSession(record());
+    http->respondJson(201, kPending);
+    runPending();
+    auto session = halvora.currentSession();
+
+    session->agentEventReceived(HLVTouchEvent::from(Json{{"type", "Touch"}, {"state", "touchstart"}}));
+    EXPECT_EQ(seen, (std::vector<std::string>{"overlay"}));  // drawn, not performed
+    EXPECT_EQ(delegate->askedAbout, session);
+    session->agentEventReceived(HLVKeyPress::from(Json{{"type", "KeyPress"}, {"key", "a"}}));
+    EXPECT_EQ(seen, (std::vector<std::string>{"overlay", "overlay", "key"}));  // unanswered: allowed
+
+    session->agentEventReceived(HLVURL::from(Json{{"type", "URL"}, {"url", "https://example.com/help"}}));
+    session->agentEventReceived(HLVURL::from(Json{{"type", "URL"}, {"url", "file:///etc/passwd"}}));
+    EXPECT_EQ(browser->opened, (std::vector<std::string>{"https://example.com/help"}));
+    EXPECT_EQ(seen.size(), 5u);
 }
 
 }  // namespace

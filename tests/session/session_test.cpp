@@ -17,10 +17,7 @@ class SessionTest : public testing::LibraryTest {
 protected:
     void SetUp() override {
         LibraryTest::SetUp();
-        Halvora::instance().setApi("http://svc");
-        Halvora::instance().start();
-        http->respondJson(200, R"({"id":"device","next_registration":600})");
-        runPending();
+        startLibrary();
         session->onUpdated([this](const auto&) { ++updated; })
             .onEnded([this](const auto&) { ++ended; })
             .onActivated([this](const auto&) { ++activated; });

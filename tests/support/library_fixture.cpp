@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/halvora.h"
 #include "platform/log.h"
 #include "platform/platform.h"
 
@@ -33,7 +34,7 @@ void LibraryTest::SetUp() {
     app->version = "2.3";
     app->build = "417";
     app->localization = "en";
-    platform::install({loop, nullptr, store, app, device, http});
+    platform::install({loop, nullptr, store, app, device, http, sockets, browser});
     auto log = log_;
     platform::setLogSink([log](std::string_view line) {
         std::lock_guard lock(log->mutex);
@@ -55,6 +56,13 @@ int LibraryTest::countLog(const std::string& line) const {
 
 Json LibraryTest::bodyOf(const platform::HttpRequest& request) {
     return request.body ? Json::parse(*request.body) : Json();
+}
+
+void LibraryTest::startLibrary() {
+    Halvora::instance().setApi("http://svc");
+    Halvora::instance().start();
+    http->respondJson(200, R"({"id":"device","next_registration":600})");
+    runPending();
 }
 
 }  // namespace halvora::testing

@@ -18,6 +18,7 @@
 #include "platform/key_value_store.h"
 #include "platform/run_loop.h"
 #include "tests/support/fake_http_client.h"
+#include "tests/support/fake_realtime_socket.h"
 
 namespace halvora::testing {
 
@@ -67,6 +68,8 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    // Points the library at http://svc, starts it and answers its first registration.
+    void startLibrary();
     // Runs whatever is due on the main queue now.
     void runPending() { loop->runPending(); }
     void advance(std::chrono::milliseconds by) { loop->advance(by); }
@@ -82,6 +85,8 @@ protected:
     std::shared_ptr<platform::StaticAppInfo> app = std::make_shared<platform::StaticAppInfo>();
     std::shared_ptr<FakeDeviceInfo> device = std::make_shared<FakeDeviceInfo>();
     std::shared_ptr<FakeHttpClient> http = std::make_shared<FakeHttpClient>();
+    std::shared_ptr<FakeSocketFactory> sockets = std::make_shared<FakeSocketFactory>();
+    std::shared_ptr<RecordingUrlOpener> browser = std::make_shared<RecordingUrlOpener>();
 
 private:
     struct Log {

@@ -1,0 +1,32 @@
+#pragma once
+// Small helpers shared by the agent-event parsers: records carry positions as fractions of the
+// screen, read in single precision like the console sends them.
+
+#include <optional>
+
+#include "core/json.h"
+
+namespace halvora {
+
+struct HLVPoint {
+    double x = 0;
+    double y = 0;
+    bool operator==(const HLVPoint&) const = default;
+};
+
+struct HLVRect {
+    double x = 0;
+    double y = 0;
+    double width = 0;
+    double height = 0;
+    bool operator==(const HLVRect&) const = default;
+};
+
+// True for an object whose "type" is the string `type`.
+bool hasRecordType(const Json& value, const char* type);
+// A number member read as a float and widened; none when missing or not a number.
+std::optional<double> floatField(const Json& object, const char* key);
+// A member as it stands; none when missing.
+std::optional<Json> rawField(const Json& object, const char* key);
+
+}  // namespace halvora

@@ -1,0 +1,171 @@
+#include "session/session_sockets.h"
+
+#include <chrono>
+
+#include "control/key_press.h"
+#include "control/touch_event.h"
+#include "core/url_record.h"
+#include "device/device.h"
+#include "overlay/drawing.h"
+#include "overlay/laser.h"
+#include "platform/log.h"
+#include "platform/platform.h"
+#include "session/session.h"
+
+namespace halvora {
+namespace {
+
+using Items = platform::RealtimeSocket::Items;
+
+const Json& firstItem(const Items& items) {
+    static const Json kNull;
+    return items.empty() ? kNull : items[0];
+}
+
+}  // namespace
+
+std::shared_ptr<HLVSessionSockets> HLVSessionSockets::create(const std::shared_ptr<HLVSession>& session) {
+    std::shared_ptr<HLVSessionSockets> sockets(new HLVSessionSockets(session));
+    // Both callbacks keep the sockets alive for as long as the session keeps its callbacks.
+    session->onUpdated([sockets](const std::shared_ptr<HLVSession>&) { sockets->open(); });
+    session->onEnded([sockets](const std::shared_ptr<HLVSession>&) { sockets->close(); });
+    return sockets;
+}
+
+platform::HeaderList HLVSessionSockets::headers(const std::string& token) { return HLVDevice::headers(token); }
+
+void HLVSessionSockets::open() {
+    auto session = session_.lock();
+    if (!session || session->isEnded()) return;
+    openControlSocket();
+    openStreamSocket();
+}
+
+void HLVSessionSockets::close() {
+    if (control_) control_->disconnect();
+    if (stream_) stream_->disconnect();
+    control_.reset();
+    stream_.reset();
+}
+
+std::shared_ptr<platform::RealtimeSocket> HLVSessionSockets::makeSocket(const char* urlField,
+                                                                        const char* tokenField) const {
+    auto session = session_.lock();
+    if (!session) return nullptr;
+    auto url = session->resource() ? stringField(*session->resource(), urlField) : std::nullopt;
+    if (!url || !isSocketUrl(*url)) return nullptr;
+    auto token = session->resource() ? stringField(*session->resource(), tokenField) : std::nullopt;
+    platform::RealtimeSocketConfig config;
+    config.path = kPath;
+    config.extraHeaders = headers(token.value_or(""));
+    return platform::sockets().make(*url, std::move(config));
+}
+
+void HLVSessionSockets::openControlSocket() {
+    if (control_) return;
+    control_ = makeSocket("control_url", "control_token");
+    if (!control_) return;
+    registerControlHandlers(*control_);
+    control_->connect();
+}
+
+void HLVSessionSockets::openStreamSocket() {
+    if (stream_) return;
+    stream_ = makeSocket("stream_url", "stream_token");
+    if (!stream_) return;
+    registerStreamHandlers(*stream_);
+    stream_->connect();
+}
+
+void HLVSessionSockets::registerControlHandlers(platform::RealtimeSocket& socket) {
+    std::weak_ptr<HLVSessionSockets> weak = weak_from_this();
+    socket.on("session", [weak](const Items& items) {
+        auto self = weak.lock();
+        auto session = self ? self->session_.lock() : nullptr;
+        // Pushes are adopted like any answer; a record that does not validate is ignored.
+        if (session) session->updateResource(firstItem(items));
+    });
+    socket.on("connect", [weak](const Items&) {
+        auto self = weak.lock();
+        auto session = self ? self->session_.lock() : nullptr;
+        // Catch up on whatever changed while disconnected.
+        if (session) session->fetch(HLVSession::SessionCompletion());
+    });
+    socket.on("error", [weak](const Items& items) {
+        if (auto self = weak.lock()) self->onError(Channel::control, items);
+    });
+}
+
+void HLVSessionSockets::registerStreamHandlers(platform::RealtimeSocket& socket) {
+    std::weak_ptr<HLVSessionSockets> weak = weak_from_this();
+    auto deliver = [weak](auto parse) {
+        return [weak, parse](const Items& items) {
+            auto self = weak.lock();
+            auto session = self ? self->session_.lock() : nullptr;
+            if (session) session->agentEventReceived(parse(firstItem(items)));
+        };
+    };
+    socket.on("error", [weak](const Items& items) {
+        if (auto self = weak.lock()) self->onError(Channel::stream, items);
+    });
+    socket.on("drawing", deliver([](const Json& v) -> AgentEventPtr { return HLVDrawing::from(v); }));
+    socket.on("laser", deliver([](const Json& v) -> AgentEventPtr { return HLVLaser::from(v); }));
+    socket.on("url", deliver([](const Json& v) -> AgentEventPtr { return HLVURL::from(v); }));
+    socket.on("touch", deliver([](const Json& v) -> AgentEventPtr { return HLVTouchEvent::from(v); }));
+    socket.on("keypress", deliver([](const Json& v) -> AgentEventPtr { return HLVKeyPress::from(v); }));
+    socket.on("sync", [weak](const Items&) {
+        auto self = weak.lock();
+        auto session = self ? self->session_.lock() : nullptr;
+        if (session) session->invalidateFrame();
+    });
+    socket.on("probe", [weak](const Items& items) {
+        auto self = weak.lock();
+        if (self && self->stream_) self->stream_->emit("alive", Items{firstItem(items)});
+    });
+}
+
+void HLVSessionSockets::onError(Channel channel, const Items& items) {
+    platform::log("error " + describeFirst(items));
+    auto self = shared_from_this();
+    updateSocketTokens([self, channel] {
+        platform::mainQueue().postAfter(
+            std::chrono::duration_cast<platform::Duration>(std::chrono::duration<double>(kRebuildDelaySeconds)),
+            [self, channel] { self->rebuild(channel); });
+    });
+}
+
+void HLVSessionSockets::rebuild(Channel channel) {
+    auto& socket = channel == Channel::control ? control_ : stream_;
+    if (socket) socket->disconnect();
+    socket.reset();
+    // A session that ended or went away meanwhile keeps its connections closed.
+    auto session = session_.lock();
+    if (!session || session->isEnded()) return;
+    if (channel == Channel::control) {
+        openControlSocket();
+    } else {
+        openStreamSocket();
+    }
+}
+
+void HLVSessionSockets::updateSocketTokens(std::function<void()> completion) {
+    auto session = session_.lock();
+    if (!session) {
+        completion();
+        return;
+    }
+    auto self = shared_from_this();
+    session->fetch([self, completion = std::move(completion)](OptionalError error,
+                                                              const std::shared_ptr<HLVSession>& fetched) {
+        if (error) {
+            platform::log("error fetching resource update " + error->description());
+        } else if (fetched && fetched->resource()) {
+            const Json& record = *fetched->resource();
+            if (self->stream_) self->stream_->setExtraHeaders(headers(stringField(record, "stream_token").value_or("")));
+            if (self->control_) self->control_->setExtraHeaders(headers(stringField(record, "control_token").value_or("")));
+        }
+        completion();
+    });
+}
+
+}  // namespace halvora

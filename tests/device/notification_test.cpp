@@ -1,0 +1,133 @@
+// The notification connection: when it opens, what its events do, and that a lost connection
+// stays stopped until the device registers afresh.
+#include <gtest/gtest.h>
+
+#include "core/app_forwarding.h"
+#include "core/halvora.h"
+#include "device/device.h"
+#include "session/session.h"
+#include "tests/support/library_fixture.h"
+
+namespace halvora {
+namespace {
+
+const char* kWithUrl = R"({"id":"d","next_registration":600,"notification_url":"http://svc","notification_token":"n1"})";
+
+class NotificationTest : public testing::LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        halvora.setApi("http://svc");
+        halvora.start();
+    }
+    void answerRegistration(const std::string& json) {
+        http->respondJson(200, json);
+        runPending();
+    }
+    Halvora& halvora = Halvora::instance();
+};
+
+TEST_F(NotificationTest, OpensOnceTheRecordHasAUrlAndStaysStoppedAfterAReconnectAttempt) {
+    answerRegistration(R"({"id":"d","next_registration":600})");
+    EXPECT_TRUE(sockets->made.empty());
+    halvora.device()->registerDevice(nullptr);
+    answerRegistration(kWithUrl);
+    ASSERT_EQ(sockets->made.size(), 1u);
+    auto socket = sockets->made[0];
+    EXPECT_EQ(socket->config.path, "/sockets/1/events");
+    EXPECT_EQ(socket->config.reconnectWait, 2.0);
+    EXPECT_EQ(socket->bearer(), "n1");
+    EXPECT_EQ(socket->registered, (std::vector<std::string>{"notification", "error", "reconnectAttempt"}));
+    EXPECT_EQ(socket->connects, 1);
+
+    socket->fire("reconnectAttempt", {Json(1)});
+    EXPECT_EQ(socket->disconnects, 1);
+    halvora.device()->registerDevice(nullptr);
+    answerRegistration(kWithUrl);
+    EXPECT_EQ(sockets->made.size(), 1u);
+
+    halvora.stop();  // deregistration drops the stopped connection
+    http->respond(204, "");
+    runPending();
+    EXPECT_EQ(socket->disconnects, 2);
+    EXPECT_FALSE(halvora.device()->notificationSocket());
+}
+
+TEST_F(NotificationTest, AnErrorPresentsTheCurrentTokenHalfASecondLater) {
+    answerRegistration(kWithUrl);
+    auto socket = sockets->made[0];
+    halvora.device()->registerDevice(nullptr);
+    answerRegistration(R"({"id":"d","next_registration":600,"notification_url":"http://svc","notification_token":"n2"})");
+    socket->fire("error", {Json{{"message", "Unauthorized"}}});
+    EXPECT_EQ(countLog(R"(error {"message":"Unauthorized"})"), 1);
+    advance(std::chrono::milliseconds(499));
+    EXPECT_EQ(socket->bearer(), "n1");
+    advance(std::chrono::milliseconds(1));
+    EXPECT_EQ(socket->bearer(), "n2");
+    EXPECT_EQ(http->pendingCount(), 0u);  // nothing is fetched for it
+}
+
+TEST_F(NotificationTest, AnAgentStartedSessionIsJoinedWithoutAsking) {
+    answerRegistration(kWithUrl);
+    sockets->made[0]->fire("notification", {Json{{"halvora-notification", true}, {"halvora-code", "123456"}}});
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions/123456");
+    http->respondJson(200, R"({"type":"Session","id":"S","code":"123456","state":"pending"})");
+    runPending();
+    EXPECT_EQ(http->lastSent().method, "PUT");
+    EXPECT_EQ(bodyOf(http->lastSent())["state"], "active");
+    http->respondJson(200, R"({"type":"Session","id":"S","code":"123456","state":"active"})");
+    runPending();
+    ASSERT_TRUE(halvora.currentSession());
+    EXPECT_TRUE(halvora.currentSession()->isActive());
+
+    // A second request while active fails at once and is only logged.
+    auto sent = http->sent().size();
+    HalvoraAppEvents::didReceiveRemoteNotification(Json{{"halvora-notification", "true"}, {"halvora-code", "654321"}});
+    EXPECT_EQ(http->sent().size(), sent);
+    EXPECT_EQ(countLog("Error joining session Error Domain=Halvora Code=400 \"Already in a session\""), 1);
+}
+
+TEST_F(NotificationTest, PayloadsThatAreNotTheLibrarysAreIgnored) {
+    EXPECT_TRUE(Halvora::isHalvoraNotification(Json{{"halvora-notification", 1}}));
+    EXPECT_TRUE(Halvora::isHalvoraNotification(Json{{"halvora-notification", "true"}}));
+    EXPECT_FALSE(Halvora::isHalvoraNotification(Json{{"halvora-notification", "TRUE"}}));
+    EXPECT_FALSE(Halvora::isHalvoraNotification(Json{{"halvora-notification", "yes"}}));
+    EXPECT_FALSE(Halvora::isHalvoraNotification(Json{{"halvora-notification", false}}));
+    EXPECT_FALSE(Halvora::isHalvoraNotification(Json{{"aps", Json::object()}}));
+    EXPECT_FALSE(Halvora::isHalvoraNotification(Json::array({true})));
+
+    answerRegistration(kWithUrl);
+    auto sent = http->sent().size();
+    Halvora::onPushNotification(Json{{"halvora-notification", true}, {"halvora-code", 123456}});
+    Halvora::onPushNotification(Json{{"halvora-notification", "yes"}, {"halvora-code", "123456"}});
+    sockets->made[0]->fire("notification", {});
+    EXPECT_EQ(http->sent().size(), sent);
+}
+
+TEST_F(NotificationTest, APushTokenRegistersAtOnceWhileStarted) {
+    answerRegistration(kWithUrl);
+    HalvoraAppEvents::didRegisterForRemoteNotifications({0xab, 0x01});
+    EXPECT_EQ(http->lastSent().method, "PUT");
+    EXPECT_EQ(bodyOf(http->lastSent())["push_token"], "ab01");
+}
+
+TEST_F(NotificationTest, SessionLinksToTheLinkHostAreJoined) {
+    answerRegistration(kWithUrl);
+    auto sent = http->sent().size();
+    HalvoraAppEvents::didOpenUrl("https://example.com/session/123456");  // the application's own
+    HalvoraAppEvents::didOpenUrl("https://link.halvora.io/session/12345");
+    HalvoraAppEvents::didOpenUrl("https://link.halvora.io");
+    EXPECT_EQ(http->sent().size(), sent);
+    EXPECT_EQ(countLog("halvora link invalid session 12345 https://link.halvora.io/session/12345"), 1);
+    EXPECT_EQ(countLog("expected halvora link to have 3 components"), 1);
+
+    HalvoraAppEvents::didOpenUrl("https://LINK.halvora.io/x/session/654321?via=sms");
+    EXPECT_EQ(countLog("expected halvora link to have 3 components"), 2);
+    EXPECT_EQ(http->sent().size(), sent);  // "x" is not a session link
+
+    HalvoraAppEvents::didOpenUrl("halvora://link.halvora.io/session/654321");
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions/654321");
+}
+
+}  // namespace
+}  // namespace halvora

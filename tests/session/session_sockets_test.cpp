@@ -1,0 +1,170 @@
+// The session's two realtime connections: when they open, what each event does, and how a failed
+// connection is rebuilt with fresh tokens.
+#include <gtest/gtest.h>
+
+#include "control/touch_event.h"
+#include "core/halvora.h"
+#include "overlay/laser.h"
+#include "session/session.h"
+#include "tests/support/library_fixture.h"
+
+namespace halvora {
+namespace {
+
+using testing::FakeRealtimeSocket;
+using Items = platform::RealtimeSocket::Items;
+
+Json record(const std::string& state, const std::string& control = "c1", const std::string& stream = "s1") {
+    return Json{{"type", "Session"}, {"id", "S"},        {"code", "123456"},     {"state", state},
+                {"control_url", "http://svc"}, {"control_token", control},
+                {"stream_url", "http://svc"},  {"stream_token", stream}};
+}
+
+class SessionSocketsTest : public testing::LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        startLibrary();
+        session->onAgentEvent([this](const AgentEventPtr& event) { events.push_back(event); });
+    }
+    std::shared_ptr<FakeRealtimeSocket> control() const { return sockets->latestWithToken("c1"); }
+    std::shared_ptr<FakeRealtimeSocket> stream() const { return sockets->latestWithToken("s1"); }
+
+    std::shared_ptr<HLVSession> session = HLVSession::create();
+    std::vector<AgentEventPtr> events;
+};
+
+TEST_F(SessionSocketsTest, UpdatesOpenEachConnectionOnceWithItsOwnToken) {
+    session->updateResource(record("pending"));
+    ASSERT_EQ(sockets->made.size(), 2u);
+    auto c = control();
+    auto s = stream();
+    ASSERT_TRUE(c && s);
+    EXPECT_EQ(c->url, "http://svc");
+    EXPECT_EQ(c->config.path, "/sockets/1/events");
+    EXPECT_FALSE(c->config.reconnectWait);
+    EXPECT_EQ(c->config.extraHeaders,
+              (platform::HeaderList{{"Authorization", "Bearer c1"}, {"X-HalvoraSDKVersion", "1.5.4"},
+                                    {"X-HalvoraPlatform", "ios"}}));
+    EXPECT_EQ(c->registered, (std::vector<std::string>{"session", "connect", "error"}));
+    EXPECT_EQ(s->registered, (std::vector<std::string>{"error", "drawing", "laser", "url", "touch", "keypress",
+                                                       "sync", "probe"}));
+    EXPECT_EQ(c->connects + s->connects, 2);
+
+    session->updateResource(record("active"));
+    EXPECT_EQ(sockets->made.size(), 2u);
+}
+
+TEST_F(SessionSocketsTest, MissingOrInvalidUrlsOpenNothingUntilALaterUpdate) {
+    Json bad = record("pending");
+    bad["control_url"] = "not a url";
+    bad.erase("stream_url");
+    session->updateResource(bad);
+    EXPECT_TRUE(sockets->made.empty());
+    session->updateResource(record("pending"));
+    EXPECT_EQ(sockets->made.size(), 2u);
+}
+
+TEST_F(SessionSocketsTest, AnEndedSessionOpensNothingAndTheEndClosesBoth) {
+    auto ended = HLVSession::create();
+    ended->updateResource(record("ended"));
+    EXPECT_TRUE(sockets->made.empty());
+
+    session->updateResource(record("active"));
+    session->updateResource(record("ended"));
+    EXPECT_EQ(control()->disconnects, 1);
+    EXPECT_EQ(stream()->disconnects, 1);
+    EXPECT_FALSE(session->sockets()->control());
+    session->sockets()->close();  // again: harmless
+    session->cleanup();
+    EXPECT_FALSE(session->sockets());
+    EXPECT_EQ(sockets->made.size(), 2u);
+}
+
+TEST_F(SessionSocketsTest, StreamEventsReachTheSessionAsRecords) {
+    session->updateResource(record("active"));
+    auto s = stream();
+    s->fire("laser", {Json{{"type", "Laser"}, {"x", 0.5}, {"y", 0.25}}});
+    s->fire("touch", {Json{{"type", "Touch"}, {"id", "p"}, {"state", "touchstart"}}, Json("ignored")});
+    s->fire("laser", {Json{{"type", "Touch"}}});  // not a laser: dropped
+    s->fire("drawing", {});
+    ASSERT_EQ(events.size(), 2u);
+    auto laser = std::dynamic_pointer_cast<const HLVLaser>(events[0]);
+    ASSERT_TRUE(laser);
+    EXPECT_EQ(laser->position, (HLVPoint{0.5, 0.25}));
+    auto touch = std::dynamic_pointer_cast<const HLVTouchEvent>(events[1]);
+    ASSERT_TRUE(touch);
+    EXPECT_TRUE(touch->isStart());
+
+    s->fire("probe", {Json{{"n", 5}}});
+    ASSERT_EQ(s->emitted.size(), 1u);
+    EXPECT_EQ(s->emitted[0].first, "alive");
+    EXPECT_EQ(s->emitted[0].second, (Items{Json{{"n", 5}}}));
+}
+
+TEST_F(SessionSocketsTest, ControlPushesAreAdoptedAndAConnectCatchesUp) {
+    session->updateResource(record("pending"));
+    auto c = control();
+    c->fire("session", {record("active")});
+    EXPECT_TRUE(session->isActive());
+    c->fire("session", {Json{{"type", "Device"}}});  // rejected, ignored
+    EXPECT_TRUE(session->isActive());
+
+    auto before = http->sent().size();
+    c->fire("connect");
+    ASSERT_EQ(http->sent().size(), before + 1);
+    EXPECT_EQ(http->lastSent().method, "GET");
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions/S");
+}
+
+TEST_F(SessionSocketsTest, AnErrorRefreshesBothTokensAndRebuildsOnlyTheFailedConnection) {
+    session->updateResource(record("active"));
+    auto oldControl = control();
+    auto oldStream = stream();
+    oldStream->fire("error", {Json{{"message", "Unauthorized"}}});
+    EXPECT_EQ(countLog(R"(error {"message":"Unauthorized"})"), 1);
+    http->respondJson(200, record("active", "c2", "s2").dump());
+    runPending();
+    EXPECT_EQ(oldStream->bearer(), "s2");
+    EXPECT_EQ(oldControl->bearer(), "c2");
+    EXPECT_EQ(sockets->made.size(), 2u);
+
+    advance(std::chrono::milliseconds(1999));
+    EXPECT_EQ(oldStream->disconnects, 0);
+    advance(std::chrono::milliseconds(1));
+    EXPECT_EQ(oldStream->disconnects, 1);
+    ASSERT_EQ(sockets->made.size(), 3u);
+    EXPECT_EQ(sockets->made.back()->bearer(), "s2");
+    EXPECT_EQ(session->sockets()->stream(), sockets->made.back());
+    EXPECT_EQ(oldControl->disconnects, 0);
+}
+
+TEST_F(SessionSocketsTest, AFailedRefreshStillRebuildsAndTwoErrorsRebuildTwice) {
+    session->updateResource(record("active"));
+    auto first = stream();
+    first->fire("error", {Json("boom")});
+    first->fire("error", {Json("boom")});
+    http->fail();
+    http->respondJson(200, record("active").dump());
+    runPending();
+    EXPECT_EQ(countLog("error fetching resource update Error Domain=curl Code=7 \"Couldn't connect to server\""), 1);
+    advance(std::chrono::seconds(2));
+    ASSERT_EQ(sockets->made.size(), 4u);  // two rebuilds in a row
+    EXPECT_EQ(first->disconnects, 1);
+    EXPECT_EQ(sockets->made[2]->disconnects, 1);  // the second rebuild replaced the first's socket
+    EXPECT_EQ(session->sockets()->stream(), sockets->made[3]);
+    EXPECT_EQ(sockets->made[3]->bearer(), "s1");
+}
+
+TEST_F(SessionSocketsTest, ARebuildDueAfterTheEndKeepsTheConnectionClosed) {
+    session->updateResource(record("active"));
+    stream()->fire("error", {Json("boom")});
+    http->respondJson(200, record("active").dump());
+    runPending();
+    session->updateResource(record("ended"));
+    advance(std::chrono::seconds(2));
+    EXPECT_EQ(sockets->made.size(), 2u);
+}
+
+}  // namespace
+}  // namespace halvora

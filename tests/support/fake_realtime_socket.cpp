@@ -1,0 +1,40 @@
+#include "tests/support/fake_realtime_socket.h"
+
+namespace halvora::testing {
+
+void FakeRealtimeSocket::on(const std::string& event, Handler handler) {
+    registered.push_back(event);
+    handlers_.emplace(event, std::move(handler));
+}
+
+void FakeRealtimeSocket::fire(const std::string& event, Items items) {
+    auto [first, last] = handlers_.equal_range(event);
+    std::vector<Handler> due;
+    for (auto it = first; it != last; ++it) due.push_back(it->second);
+    for (const auto& handler : due) handler(items);
+}
+
+std::string FakeRealtimeSocket::bearer() const {
+    for (const auto& [name, value] : config.extraHeaders) {
+        if (name == "Authorization" && value.rfind("Bearer ", 0) == 0) return value.substr(7);
+    }
+    return {};
+}
+
+std::shared_ptr<platform::RealtimeSocket> FakeSocketFactory::make(const std::string& url,
+                                                                  platform::RealtimeSocketConfig config) {
+    auto socket = std::make_shared<FakeRealtimeSocket>();
+    socket->url = url;
+    socket->config = std::move(config);
+    made.push_back(socket);
+    return socket;
+}
+
+std::shared_ptr<FakeRealtimeSocket> FakeSocketFactory::latestWithToken(const std::string& token) const {
+    for (auto it = made.rbegin(); it != made.rend(); ++it) {
+        if ((*it)->bearer() == token) return *it;
+    }
+    return nullptr;
+}
+
+}  // namespace halvora::testing

@@ -1,0 +1,57 @@
+#pragma once
+// Realtime sockets the test drives: it fires server and client events at the library's handlers
+// and reads back what the library emitted, connected and disconnected.
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/realtime_socket.h"
+#include "platform/url_opener.h"
+
+namespace halvora::testing {
+
+class FakeRealtimeSocket final : public platform::RealtimeSocket {
+public:
+    std::string url;
+    platform::RealtimeSocketConfig config;
+    std::vector<std::pair<std::string, Items>> emitted;
+    std::vector<std::string> registered;  // event names in registration order
+    int connects = 0;
+    int disconnects = 0;
+    bool connected = false;
+
+    void on(const std::string& event, Handler handler) override;
+    void emit(const std::string& event, Items items) override { emitted.emplace_back(event, std::move(items)); }
+    void connect() override { ++connects; }
+    void disconnect() override { ++disconnects; }
+    void setExtraHeaders(platform::HeaderList headers) override { config.extraHeaders = std::move(headers); }
+    bool isConnected() const override { return connected; }
+
+    // Runs the handlers of `event` as the client would deliver it.
+    void fire(const std::string& event, Items items = {});
+    // The bearer token of the headers the next attempt would present.
+    std::string bearer() const;
+
+private:
+    std::multimap<std::string, Handler> handlers_;
+};
+
+class FakeSocketFactory final : public platform::RealtimeSocketFactory {
+public:
+    std::vector<std::shared_ptr<FakeRealtimeSocket>> made;
+
+    std::shared_ptr<platform::RealtimeSocket> make(const std::string& url,
+                                                   platform::RealtimeSocketConfig config) override;
+    // The latest socket made for `url` whose token is `token`, or null.
+    std::shared_ptr<FakeRealtimeSocket> latestWithToken(const std::string& token) const;
+};
+
+class RecordingUrlOpener final : public platform::UrlOpener {
+public:
+    std::vector<std::string> opened;
+    void open(const std::string& url) override { opened.push_back(url); }
+};
+
+}  // namespace halvora::testing
