@@ -1,5 +1,7 @@
 #include "control/touch_event.h"
 
+#include "platform/platform.h"
+
 namespace halvora {
 
 std::shared_ptr<HLVTouchEvent> HLVTouchEvent::from(const Json& value) {
@@ -10,6 +12,8 @@ std::shared_ptr<HLVTouchEvent> HLVTouchEvent::from(const Json& value) {
     auto x = floatField(value, "x");
     auto y = floatField(value, "y");
     if (x && y) event->fraction = {*x, *y};
+    const auto screen = platform::screen().bounds();
+    event->position = {event->fraction.x * screen.width, event->fraction.y * screen.height};
     return event;
 }
 

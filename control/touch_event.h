@@ -18,6 +18,8 @@ public:
     // Fractions of the screen's width and height; (0, 0) when "x" or "y" is not a number. No range
     // check: a point off the screen is kept.
     HLVPoint fraction;
+    // The same point on the screen, in points: the fraction times the screen's size when parsed.
+    HLVPoint position;
 
     // A record for an object whose "type" is "Touch"; none for anything else.
     static std::shared_ptr<HLVTouchEvent> from(const Json& value);

@@ -5,22 +5,13 @@
 #include <optional>
 
 #include "core/json.h"
+#include "platform/screen.h"
 
 namespace halvora {
 
-struct HLVPoint {
-    double x = 0;
-    double y = 0;
-    bool operator==(const HLVPoint&) const = default;
-};
-
-struct HLVRect {
-    double x = 0;
-    double y = 0;
-    double width = 0;
-    double height = 0;
-    bool operator==(const HLVRect&) const = default;
-};
+// The platform's geometry, so records and views share one point and rectangle type.
+using HLVPoint = platform::Point;
+using HLVRect = platform::Rect;
 
 // True for an object whose "type" is the string `type`.
 bool hasRecordType(const Json& value, const char* type);

@@ -68,6 +68,7 @@ void fillDefaults(Services& s) {
     if (!s.http) s.http = std::make_shared<CurlHttpClient>();
     if (!s.sockets) s.sockets = std::make_shared<SioSocketFactory>();
     if (!s.urlOpener) s.urlOpener = std::make_shared<LoggingUrlOpener>();
+    if (!s.screen) s.screen = std::make_shared<FixedScreen>();
 }
 
 template <typename T>
@@ -91,6 +92,7 @@ void install(Services services) {
         replaceIfGiven(s.http, services.http);
         replaceIfGiven(s.sockets, services.sockets);
         replaceIfGiven(s.urlOpener, services.urlOpener);
+        replaceIfGiven(s.screen, services.screen);
     }
 }
 

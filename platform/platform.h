@@ -11,6 +11,7 @@
 #include "platform/key_value_store.h"
 #include "platform/main_queue.h"
 #include "platform/realtime_socket.h"
+#include "platform/screen.h"
 #include "platform/url_opener.h"
 
 namespace halvora::platform {
@@ -24,6 +25,8 @@ struct Services {
     std::shared_ptr<HttpClient> http;              // default: CurlHttpClient
     std::shared_ptr<RealtimeSocketFactory> sockets; // default: SioSocketFactory (sio/)
     std::shared_ptr<UrlOpener> urlOpener;          // default: LoggingUrlOpener
+    // Initialised so that hosts listing the members above need not name this one.
+    std::shared_ptr<Screen> screen = nullptr;      // default: FixedScreen (a headless phone screen)
 };
 
 // Installs the given services; empty members keep (or lazily get) their defaults.
@@ -40,5 +43,6 @@ inline const DeviceInfo& deviceInfo() { return *services().deviceInfo; }
 inline HttpClient& http() { return *services().http; }
 inline RealtimeSocketFactory& sockets() { return *services().sockets; }
 inline UrlOpener& urlOpener() { return *services().urlOpener; }
+inline const Screen& screen() { return *services().screen; }
 
 }  // namespace halvora::platform

@@ -110,6 +110,8 @@ TEST_F(CurrentSessionTest, DelegateHearsUpdatesAndTheEndBeforeTheOverlayGoes) {
 
     session->updateResource(Json::parse(R"({"type":"Session","id":"s1","code":"123456","state":"ended"})"));
     EXPECT_EQ(delegate->calls, (std::vector<std::string>{"update:active", "update:ended", "end:overlay=1"}));
+    EXPECT_TRUE(halvora.overlay().isActive());  // the overlay hides on the main queue
+    runPending();
     EXPECT_FALSE(halvora.overlay().isActive());
     EXPECT_FALSE(halvora.currentSession());
 }

@@ -1,0 +1,106 @@
+#include "overlay/halvora_window.h"
+
+#include "control/touch_event.h"
+#include "overlay/drawing.h"
+#include "overlay/laser.h"
+#include "platform/platform.h"
+
+namespace halvora {
+
+HLVHalvoraWindow::HLVHalvoraWindow()
+    : frame_(platform::screen().bounds()),
+      bannerFrame_(platform::screen().statusBarFrame()),
+      laserPointer_(frame_),
+      agentTouches_(frame_),
+      self_(std::make_shared<HLVHalvoraWindow*>(this)) {}
+
+HLVHalvoraWindow::~HLVHalvoraWindow() { bannerRelayout_.cancel(); }
+
+void HLVHalvoraWindow::setActive(bool active) {
+    std::weak_ptr<HLVHalvoraWindow*> self = self_;
+    platform::mainQueue().post([self, active] {
+        auto window = self.lock();
+        if (!window) return;
+        (*window)->hidden_ = !active;
+        if ((*window)->hidden_) (*window)->clearAnnotation();
+        (*window)->changed();
+    });
+}
+
+void HLVHalvoraWindow::onAgentEvent(const AgentEventPtr& event) {
+    if (auto drawing = std::dynamic_pointer_cast<const HLVDrawing>(event)) {
+        if (drawing->image) {
+            latestDrawing_ = drawing;
+            drawAnnotation(drawing);
+        } else {
+            clearAnnotation();
+        }
+        // A drawing always puts the laser away.
+        laserPointer_.stopPointing();
+    } else if (const auto* laser = dynamic_cast<const HLVLaser*>(event.get())) {
+        updateLaserAnnotation(*laser);
+    } else if (const auto* touch = dynamic_cast<const HLVTouchEvent*>(event.get())) {
+        updateAgentTouches(*touch);
+    }
+    for (const auto& observer : std::vector<AgentEventObserver>(observers_)) observer(event);
+}
+
+bool HLVHalvoraWindow::hitTest(HLVPoint point) const { return bannerFrame_.contains(point); }
+
+void HLVHalvoraWindow::statusBarTapped() {
+    if (onStatusTap) onStatusTap();
+}
+
+void HLVHalvoraWindow::statusBarFrameChanged() {
+    bannerFrame_ = {};
+    changed();
+    bannerRelayout_.cancel();
+    std::weak_ptr<HLVHalvoraWindow*> self = self_;
+    bannerRelayout_ = platform::mainQueue().postAfter(kBannerRelayoutDelay, [self] {
+        auto window = self.lock();
+        if (!window) return;
+        (*window)->bannerFrame_ = platform::screen().statusBarFrame();
+        (*window)->drawAnnotation((*window)->latestDrawing_);
+    });
+}
+
+void HLVHalvoraWindow::drawAnnotation(const std::shared_ptr<const HLVDrawing>& drawing) {
+    frame_ = platform::screen().bounds();
+    if (drawing) {
+        const auto& b = drawing->bounds;
+        annotationFrame_ = {b.x * frame_.width, b.y * frame_.height, b.width * frame_.width, b.height * frame_.height};
+        annotationImage_ = drawing->imageBytes().value_or(std::vector<std::uint8_t>{});
+    } else {
+        annotationFrame_ = {};
+        annotationImage_.clear();
+    }
+    changed();
+}
+
+void HLVHalvoraWindow::clearAnnotation() {
+    latestDrawing_.reset();
+    annotationImage_.clear();
+    changed();
+}
+
+void HLVHalvoraWindow::updateLaserAnnotation(const HLVLaser& laser) {
+    if (laser.isEnd()) {
+        laserPointer_.stopPointing();
+    } else {
+        laserPointer_.setLaserPosition({laser.position.x * frame_.width, laser.position.y * frame_.height});
+    }
+}
+
+void HLVHalvoraWindow::updateAgentTouches(const HLVTouchEvent& touch) {
+    // Independent tests: an event that is a start and an end at once shows and removes its dot.
+    const Json id = touch.id.value_or(Json());
+    if (touch.isStart()) agentTouches_.start(touch.position, id);
+    if (touch.isMove()) agentTouches_.move(touch.position, id);
+    if (touch.isEnd()) agentTouches_.end(touch.position, id);
+}
+
+void HLVHalvoraWindow::changed() {
+    if (onChange_) onChange_();
+}
+
+}  // namespace halvora
