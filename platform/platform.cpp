@@ -96,6 +96,13 @@ void install(Services services) {
     }
 }
 
+const Screen& screen() {
+    std::lock_guard lock(servicesMutex());
+    Services& s = current();
+    if (!s.screen) s.screen = std::make_shared<FixedScreen>();
+    return *s.screen;
+}
+
 const Services& services() {
     std::lock_guard lock(servicesMutex());
     Services& s = current();

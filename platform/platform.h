@@ -43,6 +43,8 @@ inline const DeviceInfo& deviceInfo() { return *services().deviceInfo; }
 inline HttpClient& http() { return *services().http; }
 inline RealtimeSocketFactory& sockets() { return *services().sockets; }
 inline UrlOpener& urlOpener() { return *services().urlOpener; }
-inline const Screen& screen() { return *services().screen; }
+// Only the screen: the overlay reads it when the facade is made, before a host may have installed
+// its services, and that must not start the other defaults (HTTP and worker threads).
+const Screen& screen();
 
 }  // namespace halvora::platform
