@@ -9,9 +9,7 @@ std::shared_ptr<HLVTouchEvent> HLVTouchEvent::from(const Json& value) {
     auto event = std::make_shared<HLVTouchEvent>();
     event->id = rawField(value, "id");
     event->state = rawField(value, "state");
-    auto x = floatField(value, "x");
-    auto y = floatField(value, "y");
-    if (x && y) event->fraction = {*x, *y};
+    if (auto fraction = pointField(value)) event->fraction = *fraction;
     const auto screen = platform::screen().bounds();
     event->position = {event->fraction.x * screen.width, event->fraction.y * screen.height};
     return event;

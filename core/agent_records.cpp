@@ -14,6 +14,13 @@ std::optional<double> floatField(const Json& object, const char* key) {
     return static_cast<double>(it->get<float>());
 }
 
+std::optional<HLVPoint> pointField(const Json& object) {
+    auto x = floatField(object, "x");
+    auto y = floatField(object, "y");
+    if (!x || !y) return std::nullopt;
+    return HLVPoint{*x, *y};
+}
+
 std::optional<Json> rawField(const Json& object, const char* key) {
     auto it = object.find(key);
     if (it == object.end()) return std::nullopt;

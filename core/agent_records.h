@@ -17,6 +17,8 @@ using HLVRect = platform::Rect;
 bool hasRecordType(const Json& value, const char* type);
 // A number member read as a float and widened; none when missing or not a number.
 std::optional<double> floatField(const Json& object, const char* key);
+// "x" and "y" read as floats and widened; none unless both are numbers.
+std::optional<HLVPoint> pointField(const Json& object);
 // A member as it stands; none when missing.
 std::optional<Json> rawField(const Json& object, const char* key);
 

@@ -6,7 +6,6 @@
 #include "core/halvora.h"
 #include "device/device.h"
 #include "platform/log.h"
-#include "session/session.h"
 
 namespace halvora {
 namespace {
@@ -61,9 +60,7 @@ void HalvoraAppEvents::didOpenUrl(const std::string& url) {
     const std::string kind = parts->components.size() > 1 ? parts->components[1] : "";
     const std::string& code = parts->components.back();
     if (kind == "session" && code.size() == 6) {
-        Halvora::instance().joinSession(code, [](OptionalError error, const std::shared_ptr<HLVSession>&) {
-            if (error) platform::log("Error joining session " + error->description());
-        });
+        Halvora::joinFromOutside(code);
         return;
     }
     platform::log("halvora link invalid " + kind + " " + code + " " + url);

@@ -202,7 +202,11 @@ void Halvora::onPushNotification(const Json& payload) {
     if (!isHalvoraNotification(payload)) return;
     auto code = stringField(payload, "halvora-code");
     if (!code) return;
-    instance().joinSession(*code, [](OptionalError error, const std::shared_ptr<HLVSession>&) {
+    joinFromOutside(*code);
+}
+
+void Halvora::joinFromOutside(const std::string& code) {
+    instance().joinSession(code, [](OptionalError error, const std::shared_ptr<HLVSession>&) {
         if (error) platform::log("Error joining session " + error->description());
     });
 }

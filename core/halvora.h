@@ -109,6 +109,9 @@ public:
     // Joins the session a payload of this library names ("halvora-code"); anything else is
     // ignored. Failures are only logged.
     static void onPushNotification(const Json& payload);
+    // Joins `code` for a push, a notification-socket message or a link; failures are only logged
+    // ("Error joining session ...").
+    static void joinFromOutside(const std::string& code);
 
     // Host of the service's session links ("https://<host>/session/123456").
     void setLinkHost(std::string host) { linkHost_ = std::move(host); }

@@ -7,9 +7,7 @@ std::shared_ptr<HLVLaser> HLVLaser::from(const Json& value) {
     auto laser = std::make_shared<HLVLaser>();
     laser->id = rawField(value, "id");
     laser->state = rawField(value, "state");
-    auto x = floatField(value, "x");
-    auto y = floatField(value, "y");
-    if (x && y) laser->position = {*x, *y};
+    if (auto position = pointField(value)) laser->position = *position;
     return laser;
 }
 

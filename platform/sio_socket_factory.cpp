@@ -23,7 +23,7 @@ public:
     void connect() override { manager_.connect(); }
     void disconnect() override { manager_.disconnect(); }
     void setExtraHeaders(HeaderList headers) override { manager_.engine().setExtraHeaders(std::move(headers)); }
-    bool isConnected() const override { return const_cast<sio::SocketManager&>(manager_).engine().connected(); }
+    bool isConnected() const override { return manager_.engine().connected(); }
 
 private:
     sio::SocketManager manager_;

@@ -15,6 +15,7 @@ SocketManager::~SocketManager() { core_->shutdown(); }
 Socket& SocketManager::defaultSocket() { return *socket_; }
 
 Engine& SocketManager::engine() { return *engine_; }
+const Engine& SocketManager::engine() const { return *engine_; }
 
 void SocketManager::connect() { core_->connect(); }
 

@@ -33,6 +33,7 @@ public:
     // The default namespace "/"; created with the manager.
     Socket& defaultSocket();
     Engine& engine();
+    const Engine& engine() const;
 
     // Opens the transport and connects the default namespace. Does nothing when already
     // connected or connecting.
