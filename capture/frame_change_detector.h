@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "capture/rgba_frame.h"
+#include "platform/rgba_frame.h"
 
 namespace halvora {
 

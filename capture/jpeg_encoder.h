@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "capture/rgba_frame.h"
+#include "platform/rgba_frame.h"
 
 namespace halvora {
 

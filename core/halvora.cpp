@@ -109,12 +109,19 @@ void Halvora::setCurrentSession(std::shared_ptr<HLVSession> session) {
     currentSession_->onUpdated([this](const std::shared_ptr<HLVSession>& updated) {
         if (delegate_) delegate_->halvoraSessionDidUpdate(updated);
     });
-    currentSession_->onActivated([this](const std::shared_ptr<HLVSession>&) { overlay_->setActive(true); });
+    currentSession_->onActivated([this](const std::shared_ptr<HLVSession>&) {
+        overlay_->setActive(true);
+        // Keep the display awake while the agent watches. Never switched back: the application
+        // may have its own reasons to keep it off, so the timer is left to it.
+        platform::mainQueue().post([] { platform::application().setIdleTimerDisabled(true); });
+    });
     currentSession_->onEnded([this](const std::shared_ptr<HLVSession>& ended) {
         // The application hears of the end before the banner goes.
         if (delegate_) delegate_->halvoraSessionDidEnd(ended);
         overlay_->setActive(false);
         currentSession_.reset();
+        for (const auto& view : redactedViews_) unredact(view);
+        redactedViews_.clear();
     });
 }
 

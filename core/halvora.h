@@ -15,12 +15,16 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/agent_event.h"
 #include "core/error.h"
 #include "core/json.h"
 #include "core/request.h"
 #include "core/version.h"
+#include "platform/view.h"
+#include "platform/view_controller.h"
+#include "platform/window.h"
 
 namespace halvora {
 
@@ -118,6 +122,26 @@ public:
     const std::string& linkHost() const { return linkHost_; }
     static constexpr const char* kDefaultLinkHost = "link.halvora.io";
 
+    // Screen hooks: the toolkit integration calls these for every screen of the application when
+    // it is about to appear and after it disappeared. While the current session is active, an
+    // appearing screen is announced to the agent (when it is the top screen) and the sensitive
+    // views it declares are masked until the session ends. Masks stay when a screen disappears.
+    void viewWillAppear(const platform::ViewControllerRef& viewController, bool animated);
+    void viewDidDisappear(const platform::ViewControllerRef& viewController, bool animated);
+
+    // Whether a window is drawn into frames: the key window always, the overlay never, others as
+    // the delegate answers (yes when it does not).
+    bool shouldCaptureWindow(const platform::Window& window) const;
+
+    // Masks: a view's mask is its first direct subview that is one. redact() masks at once (one
+    // mask per view, refreshed to the view's bounds and brought to the front); unredact() removes
+    // the mask on the next turn of the main queue.
+    static platform::ViewRef redactionOverlay(const platform::View& view);
+    static void redact(const platform::ViewRef& view);
+    static void unredact(const platform::ViewRef& view);
+    // The views masked now (by identity), in the order they were first masked.
+    const std::vector<platform::ViewRef>& redactedViews() const { return redactedViews_; }
+
     // The overlay window's model (banner, annotations).
     HLVHalvoraWindow& overlay() const { return *overlay_; }
 
@@ -139,6 +163,7 @@ private:
     std::string linkHost_ = kDefaultLinkHost;
     std::function<void(const HLVTouchEvent&)> touchInjector_;
     std::function<void(const HLVKeyPress&)> keyInjector_;
+    std::vector<platform::ViewRef> redactedViews_;
 };
 
 }  // namespace halvora

@@ -6,6 +6,8 @@
 #include <memory>
 #include <optional>
 
+#include "platform/window.h"
+
 namespace halvora {
 
 class HLVSession;
@@ -30,6 +32,9 @@ public:
                                                            const std::shared_ptr<HLVSession>& /*session*/) {
         return std::nullopt;
     }
+    // For each window other than the key window and the overlay, at every capture; false keeps
+    // the window out of the frames sent to the agent.
+    virtual std::optional<bool> halvoraShouldCaptureWindow(const platform::Window& /*window*/) { return std::nullopt; }
 };
 
 }  // namespace halvora

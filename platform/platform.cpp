@@ -69,6 +69,7 @@ void fillDefaults(Services& s) {
     if (!s.sockets) s.sockets = std::make_shared<SioSocketFactory>();
     if (!s.urlOpener) s.urlOpener = std::make_shared<LoggingUrlOpener>();
     if (!s.screen) s.screen = std::make_shared<FixedScreen>();
+    if (!s.application) s.application = std::make_shared<HeadlessApplication>();
 }
 
 template <typename T>
@@ -93,6 +94,7 @@ void install(Services services) {
         replaceIfGiven(s.sockets, services.sockets);
         replaceIfGiven(s.urlOpener, services.urlOpener);
         replaceIfGiven(s.screen, services.screen);
+        replaceIfGiven(s.application, services.application);
     }
 }
 
@@ -101,6 +103,13 @@ const Screen& screen() {
     Services& s = current();
     if (!s.screen) s.screen = std::make_shared<FixedScreen>();
     return *s.screen;
+}
+
+Application& application() {
+    std::lock_guard lock(servicesMutex());
+    Services& s = current();
+    if (!s.application) s.application = std::make_shared<HeadlessApplication>();
+    return *s.application;
 }
 
 const Services& services() {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/app_info.h"
+#include "platform/application.h"
 #include "platform/background_queue.h"
 #include "platform/device_info.h"
 #include "platform/http_client.h"
@@ -27,6 +28,7 @@ struct Services {
     std::shared_ptr<UrlOpener> urlOpener;          // default: LoggingUrlOpener
     // Initialised so that hosts listing the members above need not name this one.
     std::shared_ptr<Screen> screen = nullptr;      // default: FixedScreen (a headless phone screen)
+    std::shared_ptr<Application> application = nullptr; // default: HeadlessApplication (no windows)
 };
 
 // Installs the given services; empty members keep (or lazily get) their defaults.
@@ -46,5 +48,7 @@ inline UrlOpener& urlOpener() { return *services().urlOpener; }
 // Only the screen: the overlay reads it when the facade is made, before a host may have installed
 // its services, and that must not start the other defaults (HTTP and worker threads).
 const Screen& screen();
+// The application (windows, screens, masks); like the screen, it starts nothing else.
+Application& application();
 
 }  // namespace halvora::platform

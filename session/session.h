@@ -3,6 +3,7 @@
 // the rest of the library hangs on it, and its frame-streaming state. The service is the authority
 // on the state; the device moves it only by activate() and end().
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -12,7 +13,10 @@
 
 #include "core/agent.h"
 #include "core/agent_event.h"
+#include "capture/frame_change_detector.h"
+#include "capture/jpeg_encoder.h"
 #include "core/rest_resource.h"
+#include "platform/view_controller.h"
 #include "session/session_sockets.h"
 
 namespace halvora {
@@ -70,14 +74,30 @@ public:
     // The session's realtime connections; null after cleanup.
     std::shared_ptr<HLVSessionSockets> sockets() const { return sockets_; }
 
-    // Number of the last frame sent, as a decimal string ("0" before the first frame).
-    std::string lastFrameId() const { return std::to_string(lastFrameId_); }
-    // Forgets the last frame, so the next capture is sent even when unchanged.
-    void invalidateFrame() { lastFrameData_.reset(); }
-    // Starts streaming frames while the session is active. Capture attaches here with the screen
-    // layer; until then activation only marks the session as streaming.
-    void frameLoop() { ++frameLoopsStarted_; }
-    int frameLoopsStarted() const { return frameLoopsStarted_; }
+    // Streaming frames while the session is active (session_frames.cpp). One pass at a time:
+    // capture, compare with the last frame, and when it changed encode and send it; the next pass
+    // starts 0.1 s after the previous one finished, or every 0.5 s while the application is not
+    // active. The loop stops by itself at the first pass after the session stops being active.
+    // Starting it while it runs does nothing, so a second activation cannot double the traffic.
+    void frameLoop();
+    bool isFrameLoopRunning() const { return frameLoopRunning_; }
+    // One pass; the completion runs exactly once, on the main queue when nothing is sent and on
+    // the sending queue otherwise.
+    void updateFrame(std::function<void()> completion);
+    // Draws the windows to capture into the session's reused frame buffer; false when there is
+    // nothing to draw (no key window).
+    bool captureScreen();
+    const RgbaFrame& lastCapture() const { return capture_; }
+    // Numbers and emits one frame on the background queue (dropped when the stream is not
+    // connected), then runs the completion there.
+    void sendFrame(std::vector<std::uint8_t> jpeg, std::function<void()> completion);
+    // Forgets the last frame, so the next capture is sent even when unchanged (the agent's "sync").
+    void invalidateFrame() { changeDetector_.invalidate(); }
+    // Number of the last frame numbered, as a decimal string ("0" before the first frame).
+    std::string lastFrameId() const { return std::to_string(frameCounter_->load()); }
+    // Tells the agent which screen is shown, when the session is active and `viewController` is
+    // the key window's top screen.
+    void viewWillAppear(const platform::ViewControllerRef& viewController, bool animated);
 
 private:
     HLVSession() = default;
@@ -89,9 +109,15 @@ private:
     std::vector<SessionHandler> onActivated_;
     std::vector<SessionHandler> onEnded_;
     std::vector<AgentEventHandler> onAgentEvent_;
-    std::uint64_t lastFrameId_ = 0;
-    std::optional<std::vector<std::uint8_t>> lastFrameData_;
-    int frameLoopsStarted_ = 0;
+    void framePass(bool requireActive);
+    std::shared_ptr<platform::RealtimeSocket> connectedStream() const;
+
+    // Shared with the sending queue, which is the only writer.
+    std::shared_ptr<std::atomic<std::uint64_t>> frameCounter_ = std::make_shared<std::atomic<std::uint64_t>>(0);
+    FrameChangeDetector changeDetector_;
+    JpegEncoder encoder_;
+    RgbaFrame capture_;
+    bool frameLoopRunning_ = false;
     std::shared_ptr<HLVSessionSockets> sockets_;
 };
 

@@ -122,7 +122,7 @@ TEST_F(SessionTest, ActivationSendsStateDeviceAndCustomDataInOrder) {
     runPending();
     EXPECT_EQ(completions, 1);
     EXPECT_EQ(activated, 1);
-    EXPECT_EQ(session->frameLoopsStarted(), 1);
+    EXPECT_TRUE(session->isFrameLoopRunning());
 }
 
 TEST_F(SessionTest, ActivationAnsweredWithAnotherStateStartsNothing) {
@@ -137,7 +137,7 @@ TEST_F(SessionTest, ActivationAnsweredWithAnotherStateStartsNothing) {
     runPending();
     EXPECT_EQ(completions, 1);
     EXPECT_EQ(activated, 0);
-    EXPECT_EQ(session->frameLoopsStarted(), 0);
+    EXPECT_FALSE(session->isFrameLoopRunning());
 }
 
 TEST_F(SessionTest, FailedActivationOrEndChangesNothing) {

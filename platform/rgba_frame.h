@@ -7,7 +7,7 @@
 #include <limits>
 #include <vector>
 
-namespace halvora {
+namespace halvora::platform {
 
 struct RgbaFrame {
     static constexpr int kBytesPerPixel = 4;
@@ -55,4 +55,8 @@ struct RgbaFrame {
     const std::uint8_t* row(int y) const { return pixels.data() + bytesPerRow * static_cast<std::size_t>(y); }
 };
 
+}  // namespace halvora::platform
+
+namespace halvora {
+using platform::RgbaFrame;
 }  // namespace halvora

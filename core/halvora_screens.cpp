@@ -1,0 +1,67 @@
+// The facade's screen hooks and window choice: what the agent is told about the screens shown,
+// which sensitive views are masked, and which windows are drawn into frames.
+
+#include <algorithm>
+
+#include "core/halvora.h"
+#include "core/halvora_delegate.h"
+#include "platform/platform.h"
+#include "session/session.h"
+
+namespace halvora {
+
+void Halvora::viewWillAppear(const platform::ViewControllerRef& viewController, bool animated) {
+    if (!viewController || !currentSession_ || !currentSession_->isActive()) return;
+    currentSession_->viewWillAppear(viewController, animated);
+    const auto sensitive = viewController->redactedViews();
+    if (!sensitive) return;
+    for (const auto& view : *sensitive) {
+        if (!view) continue;
+        redact(view);
+        const bool known = std::any_of(redactedViews_.begin(), redactedViews_.end(),
+                                       [&](const platform::ViewRef& masked) { return masked->isSameView(*view); });
+        if (!known) redactedViews_.push_back(view);
+    }
+}
+
+void Halvora::viewDidDisappear(const platform::ViewControllerRef& /*viewController*/, bool /*animated*/) {
+    // Masks stay on screens that disappear during a session: the screen may come back (a pop, a
+    // swipe) before the agent's next frame, and only the session's end takes every mask off.
+}
+
+bool Halvora::shouldCaptureWindow(const platform::Window& window) const {
+    const auto key = platform::application().keyWindow();
+    if (key && key->isSameView(window)) return true;
+    if (window.role() == platform::ViewRole::overlay) return false;
+    if (delegate_) {
+        if (auto answer = delegate_->halvoraShouldCaptureWindow(window)) return *answer;
+    }
+    return true;
+}
+
+platform::ViewRef Halvora::redactionOverlay(const platform::View& view) {
+    for (const auto& child : view.subviews()) {
+        if (child && child->role() == platform::ViewRole::redactionMask) return child;
+    }
+    return nullptr;
+}
+
+void Halvora::redact(const platform::ViewRef& view) {
+    if (!view || !view->isAlive()) return;
+    auto mask = redactionOverlay(*view);
+    if (!mask) mask = platform::application().makeRedactionMask(view->bounds());
+    if (!mask) return;  // a host without a user interface has nothing to mask
+    mask->setFrame(view->bounds());
+    view->addSubview(mask);
+    view->bringSubviewToFront(mask);
+}
+
+void Halvora::unredact(const platform::ViewRef& view) {
+    if (!view) return;
+    platform::mainQueue().post([view] {
+        if (!view->isAlive()) return;
+        if (auto mask = redactionOverlay(*view)) mask->removeFromSuperview();
+    });
+}
+
+}  // namespace halvora

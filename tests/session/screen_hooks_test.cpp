@@ -1,0 +1,104 @@
+// The facade's screen hooks during a session: sensitive views are masked while it is active (one
+// mask each, in front), masks outlive their screens, and the end takes them all off.
+#include <gtest/gtest.h>
+
+#include "core/halvora.h"
+#include "platform/platform.h"
+#include "session/session.h"
+#include "tests/support/fake_ui.h"
+#include "tests/support/library_fixture.h"
+
+namespace halvora {
+namespace {
+
+using testing::FakeView;
+using testing::FakeViewController;
+using testing::Rgba;
+
+constexpr Rgba kCardRed{250, 10, 200, 255};
+
+class ScreenHooksTest : public testing::LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        platform::install({.application = ui});
+        startLibrary();
+        window = ui->showKeyWindow({255, 255, 255, 255});
+        window->root->addSubview(card);
+        screen->sensitive = std::vector<platform::ViewRef>{card};
+        ui->top = screen;
+    }
+
+    void activate() {
+        Halvora::instance().setCurrentSession(session);
+        session->updateResource(Json::parse(R"({"type":"Session","id":"S","code":"123456","state":"pending"})"));
+        session->activate([](OptionalError, std::shared_ptr<HLVSession>) {});
+        http->respondJson(200, R"({"type":"Session","id":"S","code":"123456","state":"active"})");
+        runPending();
+    }
+    int masksOn(const FakeView& view) const {
+        int count = 0;
+        for (const auto& child : view.subviews()) count += child->role() == platform::ViewRole::redactionMask;
+        return count;
+    }
+
+    std::shared_ptr<testing::FakeApplication> ui = std::make_shared<testing::FakeApplication>();
+    std::shared_ptr<testing::FakeWindow> window;
+    std::shared_ptr<FakeView> card = std::make_shared<FakeView>(platform::Rect{20, 300, 350, 60}, kCardRed);
+    std::shared_ptr<FakeViewController> screen = std::make_shared<FakeViewController>();
+    std::shared_ptr<HLVSession> session = HLVSession::create();
+};
+
+TEST_F(ScreenHooksTest, ScreensAreMaskedOnlyWhenTheyAppearDuringAnActiveSession) {
+    auto& halvora = Halvora::instance();
+    halvora.viewWillAppear(screen, false);
+    EXPECT_EQ(masksOn(*card), 0);
+
+    activate();
+    EXPECT_TRUE(ui->idleTimerDisabled);
+    EXPECT_EQ(masksOn(*card), 0);  // already on screen: masked the next time it appears
+    card->addSubview(std::make_shared<FakeView>(platform::Rect{0, 0, 10, 10}, Rgba{1, 2, 3, 255}));
+    halvora.viewWillAppear(screen, false);
+    auto second = std::make_shared<FakeViewController>();
+    second->sensitive = std::vector<platform::ViewRef>{card, card};
+    halvora.viewWillAppear(second, false);
+
+    EXPECT_EQ(masksOn(*card), 1);
+    EXPECT_EQ(card->subviews().back()->role(), platform::ViewRole::redactionMask);
+    EXPECT_EQ(halvora.redactedViews().size(), 1u);
+    ASSERT_TRUE(session->captureScreen());
+    EXPECT_FALSE(testing::containsColour(session->lastCapture(), kCardRed, 8));
+}
+
+TEST_F(ScreenHooksTest, MasksStayWhenTheScreenGoesAndAllGoWhenTheSessionEnds) {
+    activate();
+    Halvora::instance().viewWillAppear(screen, true);
+    Halvora::instance().viewDidDisappear(screen, true);
+    runPending();
+    EXPECT_EQ(masksOn(*card), 1);
+
+    session->updateResource(Json::parse(R"({"type":"Session","id":"S","code":"123456","state":"ended"})"));
+    EXPECT_TRUE(Halvora::instance().redactedViews().empty());
+    EXPECT_EQ(masksOn(*card), 1);  // removed on the next turn of the main queue
+    runPending();
+    EXPECT_EQ(masksOn(*card), 0);
+    ASSERT_TRUE(session->captureScreen());
+    EXPECT_TRUE(testing::containsColour(session->lastCapture(), kCardRed, 8));
+    Halvora::unredact(card);  // nothing left to remove: harmless
+    runPending();
+}
+
+TEST_F(ScreenHooksTest, ARemaskRefreshesTheFrameAndComesToTheFront) {
+    Halvora::redact(card);
+    card->setFrame({20, 300, 350, 120});
+    card->addSubview(std::make_shared<FakeView>(platform::Rect{0, 0, 10, 10}, Rgba{1, 2, 3, 255}));
+    EXPECT_NE(card->subviews().back()->role(), platform::ViewRole::redactionMask);
+    EXPECT_EQ(Halvora::redactionOverlay(*card)->frame().height, 60);
+    Halvora::redact(card);
+    EXPECT_EQ(masksOn(*card), 1);
+    EXPECT_EQ(card->subviews().back()->role(), platform::ViewRole::redactionMask);
+    EXPECT_EQ(Halvora::redactionOverlay(*card)->frame().height, 120);
+}
+
+}  // namespace
+}  // namespace halvora

@@ -1,0 +1,73 @@
+#include "tests/support/fake_ui.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace halvora::testing {
+
+void FakeView::addSubview(const platform::ViewRef& child) {
+    auto view = std::dynamic_pointer_cast<FakeView>(child);
+    if (!view) return;
+    view->removeFromSuperview();
+    children_.push_back(view);
+    view->parent_ = weak_from_this();
+}
+
+void FakeView::bringSubviewToFront(const platform::ViewRef& child) {
+    auto it = std::find_if(children_.begin(), children_.end(),
+                           [&](const auto& view) { return view.get() == child.get(); });
+    if (it != children_.end()) std::rotate(it, it + 1, children_.end());
+}
+
+void FakeView::removeFromSuperview() {
+    auto parent = parent_.lock();
+    if (!parent) return;
+    auto& siblings = parent->children_;
+    siblings.erase(std::remove_if(siblings.begin(), siblings.end(), [&](const auto& view) { return view.get() == this; }),
+                   siblings.end());
+    parent_.reset();
+}
+
+void FakeView::paint(RgbaFrame& canvas, platform::Point origin, double scale) const {
+    if (role_ == platform::ViewRole::overlay) return;
+    const double left = origin.x + frame_.x;
+    const double top = origin.y + frame_.y;
+    if (fill_[3] != 0) {
+        const int x0 = std::max(0, static_cast<int>(std::lround(left * scale)));
+        const int y0 = std::max(0, static_cast<int>(std::lround(top * scale)));
+        const int x1 = std::min(canvas.width, static_cast<int>(std::lround((left + frame_.width) * scale)));
+        const int y1 = std::min(canvas.height, static_cast<int>(std::lround((top + frame_.height) * scale)));
+        for (int y = y0; y < y1; ++y) {
+            for (int x = x0; x < x1; ++x) std::copy(fill_.begin(), fill_.end(), canvas.row(y) + x * 4);
+        }
+    }
+    for (const auto& child : children_) child->paint(canvas, {left, top}, scale);
+}
+
+bool FakeWindow::drawHierarchy(RgbaFrame& canvas, platform::Point at, double scale) {
+    ++draws;
+    root->paint(canvas, at, scale);
+    return true;
+}
+
+std::shared_ptr<FakeWindow> FakeApplication::showKeyWindow(Rgba fill) {
+    key = std::make_shared<FakeWindow>(platform::Rect{0, 0, 390, 844}, fill);
+    windowList = {key};
+    return key;
+}
+
+bool containsColour(const RgbaFrame& frame, Rgba colour, int tolerance) {
+    for (int y = 0; y < frame.height; ++y) {
+        const std::uint8_t* row = frame.row(y);
+        for (int x = 0; x < frame.width; ++x) {
+            const std::uint8_t* pixel = row + x * 4;
+            bool near = true;
+            for (int c = 0; c < 3 && near; ++c) near = std::abs(pixel[c] - colour[static_cast<std::size_t>(c)]) <= tolerance;
+            if (near) return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace halvora::testing

@@ -1,0 +1,115 @@
+#pragma once
+// A user interface in memory: views with a fill colour, windows that paint their view tree into
+// the capture canvas (masks dark, the overlay never), screens and an application the test drives.
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/application.h"
+
+namespace halvora::testing {
+
+using Rgba = std::array<std::uint8_t, 4>;
+
+class FakeView : public platform::View, public std::enable_shared_from_this<FakeView> {
+public:
+    static constexpr Rgba kMaskColour{30, 30, 32, 255};
+
+    FakeView(platform::Rect frame, Rgba fill, platform::ViewRole role = platform::ViewRole::plain)
+        : frame_(frame), fill_(fill), role_(role) {}
+
+    platform::ViewRole role() const override { return role_; }
+    std::string className() const override { return "FakeView"; }
+    bool isAlive() const override { return true; }
+    const void* nativeHandle() const override { return this; }
+    platform::Rect bounds() const override { return {0, 0, frame_.width, frame_.height}; }
+    platform::Rect frame() const override { return frame_; }
+    void setFrame(platform::Rect frame) override { frame_ = frame; }
+    std::vector<platform::ViewRef> subviews() const override { return {children_.begin(), children_.end()}; }
+    void addSubview(const platform::ViewRef& child) override;
+    void bringSubviewToFront(const platform::ViewRef& child) override;
+    void removeFromSuperview() override;
+
+    void setFill(Rgba fill) { fill_ = fill; }
+    // Paints this view and its subviews, back to front, with its origin at `origin` (points).
+    void paint(RgbaFrame& canvas, platform::Point origin, double scale) const;
+
+private:
+    platform::Rect frame_;
+    Rgba fill_;
+    platform::ViewRole role_;
+    std::vector<std::shared_ptr<FakeView>> children_;
+    std::weak_ptr<FakeView> parent_;
+};
+
+class FakeWindow final : public platform::Window {
+public:
+    FakeWindow(platform::Rect frame, Rgba fill, platform::ViewRole role = platform::ViewRole::window)
+        : root(std::make_shared<FakeView>(platform::Rect{0, 0, frame.width, frame.height}, fill)),
+          frame_(frame), role_(role) {}
+
+    std::shared_ptr<FakeView> root;
+    int draws = 0;
+
+    platform::ViewRole role() const override { return role_; }
+    std::string className() const override { return "FakeWindow"; }
+    bool isAlive() const override { return true; }
+    const void* nativeHandle() const override { return this; }
+    platform::Rect bounds() const override { return {0, 0, frame_.width, frame_.height}; }
+    platform::Rect frame() const override { return frame_; }
+    void setFrame(platform::Rect frame) override { frame_ = frame; }
+    std::vector<platform::ViewRef> subviews() const override { return {root}; }
+    void addSubview(const platform::ViewRef& child) override { root->addSubview(child); }
+    void bringSubviewToFront(const platform::ViewRef&) override {}
+    void removeFromSuperview() override {}
+    bool drawHierarchy(RgbaFrame& canvas, platform::Point at, double scale) override;
+
+private:
+    platform::Rect frame_;
+    platform::ViewRole role_;
+};
+
+class FakeViewController final : public platform::ViewController {
+public:
+    std::string name = "CheckoutScreen";
+    std::optional<std::string> screenTitle;
+    std::shared_ptr<FakeView> root = std::make_shared<FakeView>(platform::Rect{0, 0, 390, 844}, Rgba{0, 0, 0, 0});
+    std::optional<std::vector<platform::ViewRef>> sensitive;
+
+    std::string className() const override { return name; }
+    std::optional<std::string> title() const override { return screenTitle; }
+    platform::ViewRef view() const override { return root; }
+    const void* nativeHandle() const override { return this; }
+    std::optional<std::vector<platform::ViewRef>> redactedViews() const override { return sensitive; }
+};
+
+class FakeApplication final : public platform::Application {
+public:
+    platform::ApplicationState appState = platform::ApplicationState::active;
+    std::vector<std::shared_ptr<FakeWindow>> windowList;  // back to front
+    std::shared_ptr<FakeWindow> key;
+    std::shared_ptr<FakeViewController> top;
+    bool idleTimerDisabled = false;
+
+    platform::ApplicationState state() const override { return appState; }
+    std::vector<platform::WindowRef> windows() const override { return {windowList.begin(), windowList.end()}; }
+    platform::WindowRef keyWindow() const override { return key; }
+    platform::ViewControllerRef topViewController() const override { return top; }
+    void setIdleTimerDisabled(bool disabled) override { idleTimerDisabled = disabled; }
+    bool isIdleTimerDisabled() const override { return idleTimerDisabled; }
+    platform::ViewRef makeRedactionMask(platform::Rect frame) override {
+        return std::make_shared<FakeView>(frame, FakeView::kMaskColour, platform::ViewRole::redactionMask);
+    }
+
+    // A phone-sized key window of one colour, the only window.
+    std::shared_ptr<FakeWindow> showKeyWindow(Rgba fill);
+};
+
+// Whether any pixel of the frame is within `tolerance` of `colour` on every channel.
+bool containsColour(const RgbaFrame& frame, Rgba colour, int tolerance);
+
+}  // namespace halvora::testing
