@@ -13,6 +13,7 @@
 
 #include <unistd.h>
 
+#include "bench/recording_reporter.h"
 #include "capture/frame_change_detector.h"
 #include "capture/jpeg_encoder.h"
 
@@ -131,41 +132,17 @@ BENCHMARK(ChangedPass_JpegEncoder)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ChangedPass_TjCompress2)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ChangedPass_DetectAndEncode)->Unit(benchmark::kMicrosecond);
 
-// Keeps each benchmark's time per iteration (in ns) for the summary.
-class RecordingReporter : public benchmark::ConsoleReporter {
-public:
-    RecordingReporter() : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_Defaults : OO_None) {}
-    std::map<std::string, double> nanoseconds;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const auto& run : runs) {
-            if (run.error_occurred || run.iterations == 0) continue;
-            // With repetitions the mean stands for the benchmark; it is reported after the runs.
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "mean") continue;
-            nanoseconds[run.run_name.str()] =
-                run.GetAdjustedRealTime() * benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond) /
-                benchmark::GetTimeUnitMultiplier(run.time_unit);
-        }
-    }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    RecordingReporter reporter;
+    halvora::bench::RecordingReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 
-    auto ratio = [&](const char* ours, const char* baseline) {
-        const auto a = reporter.nanoseconds.find(ours), b = reporter.nanoseconds.find(baseline);
-        return a == reporter.nanoseconds.end() || b == reporter.nanoseconds.end() || b->second <= 0
-                   ? -1.0
-                   : a->second / b->second;
-    };
     std::printf("summary: frame %dx%d, unchanged detector/memcmp = %.2f, encode JpegEncoder/tjCompress2 = %.2f\n",
-                kWidth, kHeight, ratio("UnchangedPass_Detector", "UnchangedPass_Memcmp"),
-                ratio("ChangedPass_JpegEncoder", "ChangedPass_TjCompress2"));
+                kWidth, kHeight, reporter.ratio("UnchangedPass_Detector", "UnchangedPass_Memcmp"),
+                reporter.ratio("ChangedPass_JpegEncoder", "ChangedPass_TjCompress2"));
     return 0;
 }

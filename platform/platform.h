@@ -18,15 +18,14 @@
 namespace halvora::platform {
 
 struct Services {
-    std::shared_ptr<MainQueue> mainQueue;          // default: RunLoop on the system clock
-    std::shared_ptr<BackgroundQueue> background;   // default: one worker thread
-    std::shared_ptr<KeyValueStore> store;          // default: FileStore at FileStore::defaultPath
-    std::shared_ptr<AppInfo> appInfo;              // default: StaticAppInfo named after the executable
-    std::shared_ptr<DeviceInfo> deviceInfo;        // default: LinuxDeviceInfo
-    std::shared_ptr<HttpClient> http;              // default: CurlHttpClient
-    std::shared_ptr<RealtimeSocketFactory> sockets; // default: SioSocketFactory (sio/)
-    std::shared_ptr<UrlOpener> urlOpener;          // default: LoggingUrlOpener
-    // Initialised so that hosts listing the members above need not name this one.
+    std::shared_ptr<MainQueue> mainQueue = nullptr;          // default: RunLoop on the system clock
+    std::shared_ptr<BackgroundQueue> background = nullptr;   // default: one worker thread
+    std::shared_ptr<KeyValueStore> store = nullptr;          // default: FileStore at FileStore::defaultPath
+    std::shared_ptr<AppInfo> appInfo = nullptr;              // default: StaticAppInfo named after the executable
+    std::shared_ptr<DeviceInfo> deviceInfo = nullptr;        // default: LinuxDeviceInfo
+    std::shared_ptr<HttpClient> http = nullptr;              // default: CurlHttpClient
+    std::shared_ptr<RealtimeSocketFactory> sockets = nullptr; // default: SioSocketFactory (sio/)
+    std::shared_ptr<UrlOpener> urlOpener = nullptr;          // default: LoggingUrlOpener
     std::shared_ptr<Screen> screen = nullptr;      // default: FixedScreen (a headless phone screen)
     std::shared_ptr<Application> application = nullptr; // default: HeadlessApplication (no windows)
 };

@@ -32,8 +32,9 @@ public:
     // Server events and the client's own ("connect", "disconnect", "error", "reconnect",
     // "reconnectAttempt", "statusChange"). Handlers run on the main queue, in registration order.
     virtual void on(const std::string& event, Handler handler) = 0;
-    // Callable from any thread; dropped (with an "error") while not connected.
-    virtual void emit(const std::string& event, Items items) = 0;
+    // Callable from any thread; dropped (with an "error") while not connected. Not called emit():
+    // Qt defines that word as a macro, and Qt applications include this header.
+    virtual void emitEvent(const std::string& event, Items items) = 0;
     virtual void connect() = 0;
     // Stops the connection and any reconnection; no handler runs afterwards.
     virtual void disconnect() = 0;

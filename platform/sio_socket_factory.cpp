@@ -17,7 +17,7 @@ public:
             handler(items);
         });
     }
-    void emit(const std::string& event, Items items) override {
+    void emitEvent(const std::string& event, Items items) override {
         manager_.defaultSocket().emit(event, std::move(items));
     }
     void connect() override { manager_.connect(); }

@@ -11,6 +11,14 @@ packages=(
   clang libclang-rt-14-dev
   libboost1.81-dev libssl-dev
   libturbojpeg0-dev
+  # Qt Quick integration (qt/): headers and build tools (moc, qmltyperegistrar, qmlcachegen), the
+  # QML modules the tests and the demo import, and the GL/Vulkan headers Qt6Gui's CMake package
+  # looks for. The offscreen and xcb platform plugins come with libqt6gui6.
+  qt6-base-dev qt6-base-dev-tools qt6-declarative-dev qt6-declarative-dev-tools
+  qml6-module-qtqml qml6-module-qtqml-workerscript qml6-module-qtquick qml6-module-qtquick-controls
+  qml6-module-qtquick-templates qml6-module-qtquick-layouts qml6-module-qtquick-window
+  libgl-dev libglx-dev libegl-dev libvulkan-dev
+  fonts-dejavu-core  # text in offscreen frames needs at least one font
 )
 command -v node >/dev/null 2>&1 || packages+=(nodejs)
 command -v npm >/dev/null 2>&1 || packages+=(npm)

@@ -78,7 +78,7 @@ void HLVSession::sendFrame(std::vector<std::uint8_t> jpeg, std::function<void()>
             // A frame that cannot go out still spends its number.
             const std::uint64_t id = ++*counter;
             if (stream && stream->isConnected()) {
-                stream->emit("frame", {frameRecord(id, std::move(jpeg), std::chrono::system_clock::now())});
+                stream->emitEvent("frame", {frameRecord(id, std::move(jpeg), std::chrono::system_clock::now())});
             }
             completion();
         });
@@ -89,7 +89,7 @@ void HLVSession::viewWillAppear(const platform::ViewControllerRef& viewControlle
     const auto top = platform::application().topViewController();
     if (!top || !top->isSameController(*viewController)) return;
     if (auto stream = connectedStream()) {
-        stream->emit("screen", {screenRecord(viewController->className(), viewController->title(),
+        stream->emitEvent("screen", {screenRecord(viewController->className(), viewController->title(),
                                              std::chrono::system_clock::now())});
     }
 }

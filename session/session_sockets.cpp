@@ -120,7 +120,7 @@ void HLVSessionSockets::registerStreamHandlers(platform::RealtimeSocket& socket)
     });
     socket.on("probe", [weak](const Items& items) {
         auto self = weak.lock();
-        if (self && self->stream_) self->stream_->emit("alive", Items{firstItem(items)});
+        if (self && self->stream_) self->stream_->emitEvent("alive", Items{firstItem(items)});
     });
 }
 

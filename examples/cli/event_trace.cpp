@@ -39,7 +39,7 @@ public:
             handler(items);
         });
     }
-    void emit(const std::string& event, Items items) override { inner_->emit(event, std::move(items)); }
+    void emitEvent(const std::string& event, Items items) override { inner_->emitEvent(event, std::move(items)); }
     void connect() override { inner_->connect(); }
     void disconnect() override { inner_->disconnect(); }
     void setExtraHeaders(platform::HeaderList headers) override { inner_->setExtraHeaders(std::move(headers)); }

@@ -92,8 +92,11 @@ describe('sockets', () => {
     const early = await connect({ auth: agentToken });
     const image = Buffer.from(Array.from({ length: 30_000 }, (_, i) => i % 251));
     stream.emit('screen', { width: 1080, height: 1920 });
-    stream.emit('frame', { frame_id: 1, image });
+    stream.emit('frame', { id: 1, image });
     assert.ok((await recorder(early, 'frame').nth(1)).image.equals(image));
+    stream.emit('frame', { id: 2, image });
+    await recorder(early, 'frame').nth(2);
+    assert.deepEqual((await ctx.api('GET', `/api/1/agent/sessions/${session.id}/frames`)).body, { ids: [1, 2] });
 
     const late = await connect({ auth: agentToken });
     assert.deepEqual(await recorder(late, 'screen').nth(1), { width: 1080, height: 1920 });

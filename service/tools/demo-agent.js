@@ -1,18 +1,70 @@
 // Plays the support agent for the demo: waits for a device whose notification socket is up,
 // starts a session for it, joins, and sends one of each agent event while printing what comes
-// back; then ends the session.
-//   node tools/demo-agent.js SERVICE_URL
+// back; then ends the session. With --save DIR every frame received is written there as
+// frame-<id>.jpg, so the device's screen as the agent saw it can be looked at afterwards.
+//   node tools/demo-agent.js SERVICE_URL [--save DIR] [--watch SECONDS]
+import { mkdirSync, writeFileSync } from 'node:fs';
+import { join } from 'node:path';
+import { deflateSync } from 'node:zlib';
 import { io } from 'socket.io-client';
 
-const [serviceUrl] = process.argv.slice(2);
-if (!serviceUrl) {
-  console.error('usage: node tools/demo-agent.js SERVICE_URL');
+const args = process.argv.slice(2);
+const serviceUrl = args[0];
+const option = (name) => {
+  const at = args.indexOf(name);
+  return at > 0 ? args[at + 1] : undefined;
+};
+const saveDir = option('--save');
+const watchSeconds = Number(option('--watch') ?? 1);
+if (!serviceUrl || serviceUrl.startsWith('--') || !(watchSeconds >= 0)) {
+  console.error('usage: node tools/demo-agent.js SERVICE_URL [--save DIR] [--watch SECONDS]');
   process.exit(64);
 }
+if (saveDir) mkdirSync(saveDir, { recursive: true });
 
 const LIMIT_MS = 30_000;
 const say = (line) => console.log(`agent: ${line}`);
 const pause = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
+
+// A small PNG of a red underline stroke on transparency, the kind of drawing an agent makes.
+function strokePng(width = 200, height = 40) {
+  const crcTable = Array.from({ length: 256 }, (_, n) => {
+    let c = n;
+    for (let k = 0; k < 8; k += 1) c = c & 1 ? 0xedb88320 ^ (c >>> 1) : c >>> 1;
+    return c >>> 0;
+  });
+  const crc = (bytes) => {
+    let c = 0xffffffff;
+    for (const b of bytes) c = crcTable[(c ^ b) & 0xff] ^ (c >>> 8);
+    return (c ^ 0xffffffff) >>> 0;
+  };
+  const chunk = (type, data) => {
+    const body = Buffer.concat([Buffer.from(type, 'ascii'), data]);
+    const length = Buffer.alloc(4);
+    length.writeUInt32BE(data.length);
+    const sum = Buffer.alloc(4);
+    sum.writeUInt32BE(crc(body));
+    return Buffer.concat([length, body, sum]);
+  };
+  const header = Buffer.alloc(13);
+  header.writeUInt32BE(width, 0);
+  header.writeUInt32BE(height, 4);
+  header.set([8, 6, 0, 0, 0], 8); // 8-bit RGBA
+  const rows = Buffer.alloc((width * 4 + 1) * height);
+  for (let y = 0; y < height; y += 1) {
+    const wave = height / 2;
+    for (let x = 0; x < width; x += 1) {
+      const centre = wave + Math.round(6 * Math.sin(x / 12));
+      if (Math.abs(y - centre) <= 3) rows.set([232, 50, 42, 255], y * (width * 4 + 1) + 1 + x * 4);
+    }
+  }
+  return Buffer.concat([
+    Buffer.from([0x89, 0x50, 0x4e, 0x47, 0x0d, 0x0a, 0x1a, 0x0a]),
+    chunk('IHDR', header),
+    chunk('IDAT', deflateSync(rows)),
+    chunk('IEND', Buffer.alloc(0)),
+  ]);
+}
 
 async function api(method, path) {
   const response = await fetch(`${serviceUrl}${path}`, { method });
@@ -52,7 +104,12 @@ async function main() {
   const socket = io(serviceUrl, { path: '/sockets/1/events', auth: { token: joined.agent_token }, transports: ['websocket'] });
   socket.on('alive', (payload) => say(`alive ${JSON.stringify(payload)}`));
   socket.on('screen', (payload) => say(`screen ${JSON.stringify(payload)}`));
-  socket.on('frame', (payload) => say(`frame ${payload?.id ?? '?'} (${payload?.image?.length ?? 0} bytes)`));
+  socket.on('frame', (payload) => {
+    say(`frame ${payload?.id ?? '?'} (${payload?.image?.length ?? 0} bytes)`);
+    if (saveDir && Number.isInteger(payload?.id) && Buffer.isBuffer(payload?.image)) {
+      writeFileSync(join(saveDir, `frame-${payload.id}.jpg`), payload.image);
+    }
+  });
   await until('the agent socket', () => socket.connected);
 
   socket.emit('probe', { n: 1 });
@@ -61,14 +118,14 @@ async function main() {
     await pause(150);
   }
   socket.emit('laser', { type: 'Laser', id: 'l1', state: 'touchend', x: 0.6, y: 0.4 });
-  socket.emit('drawing', { type: 'Drawing', id: 'd1', image: Buffer.from('not really a png'), mime_type: 'image/png', x: 0.1, y: 0.1, width: 0.5, height: 0.2 });
+  socket.emit('drawing', { type: 'Drawing', id: 'd1', image: strokePng(), mime_type: 'image/png', x: 0.1, y: 0.1, width: 0.5, height: 0.2 });
   socket.emit('touch', { type: 'Touch', id: 't1', state: 'touchstart', x: 0.5, y: 0.5 });
   socket.emit('touch', { type: 'Touch', id: 't1', state: 'touchend', x: 0.5, y: 0.6 });
   socket.emit('keypress', { type: 'KeyPress', key: 'a', code: 'KeyA', state: 'keydown' });
   socket.emit('url', { type: 'URL', id: 'u1', url: 'https://example.com/help' });
   socket.emit('sync', {});
   socket.emit('probe', { n: 2 });
-  await pause(1000);
+  await pause(watchSeconds * 1000);
 
   await api('POST', `/api/1/agent/sessions/${session.id}/end`);
   say('ended the session');

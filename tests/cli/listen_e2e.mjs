@@ -10,6 +10,7 @@ import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
+import { agentHarness } from '../support/agent_harness.mjs';
 
 const [serviceUrl, cli] = process.argv.slice(2);
 if (!serviceUrl || !cli) {
@@ -24,28 +25,12 @@ const data = mkdtempSync(join(tmpdir(), 'halvora-listen-'));
 let output = '';
 let errors = '';
 
-function fail(message) {
-  console.error(`FAIL: ${message}\n--- stdout\n${output}\n--- stderr\n${errors}`);
-  rmSync(data, { recursive: true, force: true });
-  process.exit(1);
-}
-
-async function api(method, path) {
-  const response = await fetch(`${serviceUrl}${path}`, { method });
-  const text = await response.text();
-  if (!response.ok) fail(`${method} ${path} answered ${response.status}: ${text}`);
-  return text ? JSON.parse(text) : undefined;
-}
-
-async function until(what, check) {
-  const deadline = Date.now() + LIMIT_MS;
-  for (;;) {
-    const value = await check();
-    if (value) return value;
-    if (Date.now() > deadline) fail(`timed out waiting for ${what}`);
-    await new Promise((resolve) => setTimeout(resolve, 50));
-  }
-}
+const { fail, api, until } = agentHarness({
+  serviceUrl,
+  limitMs: LIMIT_MS,
+  context: () => `--- stdout\n${output}\n--- stderr\n${errors}`,
+  cleanup: () => rmSync(data, { recursive: true, force: true }),
+});
 
 const sockets = (id) => api('GET', `/api/1/agent/sessions/${id}/sockets`);
 

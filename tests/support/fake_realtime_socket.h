@@ -23,7 +23,7 @@ public:
     bool connected = false;
 
     void on(const std::string& event, Handler handler) override;
-    void emit(const std::string& event, Items items) override { emitted.emplace_back(event, std::move(items)); }
+    void emitEvent(const std::string& event, Items items) override { emitted.emplace_back(event, std::move(items)); }
     void connect() override { ++connects; }
     void disconnect() override { ++disconnects; }
     void setExtraHeaders(platform::HeaderList headers) override { config.extraHeaders = std::move(headers); }

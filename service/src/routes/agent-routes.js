@@ -90,6 +90,15 @@ export function agentRoutes(store, sockets) {
       },
     },
     {
+      path: '/api/1/agent/sessions/:session/frames',
+      methods: {
+        GET: async ({ params }) => {
+          const { id } = store.getSession(params.session);
+          return { status: 200, body: { ids: sockets.sessionFrameIds(id) } };
+        },
+      },
+    },
+    {
       path: '/api/1/agent/sessions/:session/end',
       methods: {
         POST: async ({ params }) => ({ status: 200, body: store.endSession(params.session) }),

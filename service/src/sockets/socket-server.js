@@ -116,6 +116,7 @@ export function createSocketServer({ server, store, log }) {
       return closeTransports(rooms.notification(deviceId));
     },
     sessionSocketCounts: (sessionId) => sessionSocketCounts(namespace, sessionId),
+    sessionFrameIds: (sessionId) => latest.frameIds(sessionId),
     deviceSocketCounts: (deviceId) => deviceSocketCounts(namespace, deviceId),
     // Drops every connection, including ones that never joined the namespace, as a transport
     // close (clients may come back once a service listens again). The http.Server itself is

@@ -1,0 +1,45 @@
+#pragma once
+// A console reporter that also keeps each benchmark's time per iteration, so a benchmark program
+// can print ratios between runs of the same process at the end.
+
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace halvora::bench {
+
+class RecordingReporter : public benchmark::ConsoleReporter {
+public:
+    RecordingReporter() : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_Defaults : OO_None) {}
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        ConsoleReporter::ReportRuns(runs);
+        for (const auto& run : runs) {
+            if (run.error_occurred || run.iterations == 0) continue;
+            // With repetitions the mean stands for the benchmark; it is reported after the runs.
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "mean") continue;
+            nanoseconds_[run.run_name.str()] =
+                run.GetAdjustedRealTime() * benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond) /
+                benchmark::GetTimeUnitMultiplier(run.time_unit);
+        }
+    }
+
+    // Time per iteration in nanoseconds; -1 when the benchmark did not run or failed.
+    double nanoseconds(const std::string& name) const {
+        auto it = nanoseconds_.find(name);
+        return it == nanoseconds_.end() ? -1.0 : it->second;
+    }
+    // ours / baseline; -1 when either is missing.
+    double ratio(const std::string& ours, const std::string& baseline) const {
+        const double a = nanoseconds(ours), b = nanoseconds(baseline);
+        return a < 0 || b <= 0 ? -1.0 : a / b;
+    }
+
+private:
+    std::map<std::string, double> nanoseconds_;
+};
+
+}  // namespace halvora::bench

@@ -1,0 +1,32 @@
+import QtQuick
+import QtQuick.Controls
+
+ApplicationWindow {
+    id: window
+    width: 390
+    height: 844
+    visible: true
+    title: "Halvora Shop"
+
+    StackView {
+        id: stack
+        anchors.fill: parent
+        initialItem: HomePage {}
+    }
+
+    // The tour: checkout, back, profile, back, and again.
+    property int tourStep: 0
+    Timer {
+        interval: Math.max(100, demoTourSeconds * 1000)
+        running: demoTourSeconds > 0
+        repeat: true
+        onTriggered: {
+            switch (window.tourStep % 4) {
+            case 0: stack.push("CheckoutPage.qml"); break
+            case 2: stack.push("ProfilePage.qml"); break
+            default: stack.pop(); break
+            }
+            window.tourStep += 1
+        }
+    }
+}

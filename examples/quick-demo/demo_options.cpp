@@ -1,0 +1,43 @@
+#include "demo_options.h"
+
+#include <QCommandLineParser>
+#include <QStringList>
+
+namespace halvora::demo {
+
+ParsedOptions parseDemoOptions(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription("A small shop that shares its screen with a Halvora support agent.");
+    parser.addHelpOption();
+    const QCommandLineOption api("api", "Base URL of the Halvora service.", "URL", "http://127.0.0.1:4000");
+    const QCommandLineOption data("data", "Keep the demo's settings in DIR.", "DIR");
+    const QCommandLineOption tour("tour", "Walk through the screens every SECONDS.", "SECONDS", "0");
+    const QCommandLineOption join("join", "Join the session with this six-digit code at start.", "CODE");
+    parser.addOptions({api, data, tour, join});
+
+    ParsedOptions parsed;
+    if (!parser.parse(arguments)) {
+        parsed.error = parser.errorText().toStdString();
+        return parsed;
+    }
+    if (parser.isSet("help")) {
+        parsed.error = parser.helpText().toStdString();
+        return parsed;
+    }
+    parsed.options.api = parser.value(api).toStdString();
+    if (!parsed.options.api.starts_with("http://") && !parsed.options.api.starts_with("https://")) {
+        parsed.error = "--api needs an http or https URL";
+        return parsed;
+    }
+    if (parser.isSet(data)) parsed.options.dataDir = parser.value(data).toStdString();
+    bool ok = false;
+    parsed.options.tourSeconds = parser.value(tour).toDouble(&ok);
+    if (!ok || parsed.options.tourSeconds < 0) {
+        parsed.error = "--tour needs a number of seconds, 0 or more";
+        return parsed;
+    }
+    if (parser.isSet(join)) parsed.options.joinCode = parser.value(join).toStdString();
+    return parsed;
+}
+
+}  // namespace halvora::demo

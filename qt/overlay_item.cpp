@@ -1,0 +1,151 @@
+#include "qt/overlay_item.h"
+
+#include <QFont>
+#include <QGuiApplication>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPointer>
+#include <QRadialGradient>
+#include <QTouchEvent>
+
+#include "overlay/halvora_window.h"
+
+namespace halvora::qt {
+namespace {
+
+QColor toQColor(HLVColor c) { return QColor::fromRgbF(c.red, c.green, c.blue, c.alpha); }
+QRectF toQRect(HLVRect r) { return {r.x, r.y, r.width, r.height}; }
+QPointF toQPoint(HLVPoint p) { return {p.x, p.y}; }
+
+}  // namespace
+
+OverlayItem::OverlayItem(QQuickItem* parent) : QQuickPaintedItem(parent) {
+    setZ(kZ);
+    setAcceptedMouseButtons(Qt::LeftButton);
+    setAcceptTouchEvents(true);
+    setAntialiasing(true);
+}
+
+OverlayItem::~OverlayItem() { releaseModel(); }
+
+void OverlayItem::setModel(HLVHalvoraWindow* model) {
+    releaseModel();
+    model_ = model;
+    if (!model_) return;
+    QPointer<OverlayItem> self(this);
+    auto repaint = [self] {
+        if (self) self->update();
+    };
+    model_->setOnChange(repaint);
+    model_->laserPointer().setOnChange(repaint);
+    model_->agentTouches().setOnChange(repaint);
+    update();
+}
+
+void OverlayItem::releaseModel() {
+    if (!model_) return;
+    model_->setOnChange(nullptr);
+    model_->laserPointer().setOnChange(nullptr);
+    model_->agentTouches().setOnChange(nullptr);
+    model_ = nullptr;
+}
+
+bool OverlayItem::contains(const QPointF& point) const {
+    return model_ && !model_->isHidden() && model_->hitTest({point.x(), point.y()});
+}
+
+void OverlayItem::mousePressEvent(QMouseEvent* event) {
+    if (contains(event->position())) event->accept();
+    else event->ignore();
+}
+
+void OverlayItem::mouseReleaseEvent(QMouseEvent* event) {
+    if (model_ && contains(event->position())) model_->statusBarTapped();
+}
+
+void OverlayItem::touchEvent(QTouchEvent* event) {
+    if (event->type() == QEvent::TouchEnd && model_ && !event->points().isEmpty() &&
+        contains(event->points().first().position()))
+        model_->statusBarTapped();
+    event->accept();
+}
+
+void OverlayItem::paint(QPainter* painter) {
+    if (!model_ || model_->isHidden()) return;
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setRenderHint(QPainter::SmoothPixmapTransform);
+    paintDrawing(painter);
+    paintLaser(painter);
+    paintBanner(painter);
+    paintTouches(painter);
+}
+
+void OverlayItem::paintDrawing(QPainter* painter) {
+    const auto& bytes = model_->annotationImage();
+    if (bytes.empty()) return;
+    // Decoded once per drawing: the model replaces its bytes only when the drawing changes or is
+    // laid out again.
+    const void* source = model_->latestDrawing().get();
+    if (source != drawingSource_ || bytes.data() != drawingBytes_ || bytes.size() != drawingSize_) {
+        drawing_ = QImage::fromData(bytes.data(), static_cast<int>(bytes.size()));
+        drawingSource_ = source;
+        drawingBytes_ = bytes.data();
+        drawingSize_ = bytes.size();
+    }
+    if (!drawing_.isNull()) painter->drawImage(toQRect(model_->annotationFrame()), drawing_);
+}
+
+void OverlayItem::paintLaser(QPainter* painter) const {
+    const HLVLaserPointerView& laser = model_->laserPointer();
+    const QColor color = toQColor(laser.color());
+    const auto& points = laser.points();
+    if (points.size() > 1) {
+        QPainterPath trail(toQPoint(points.front()));
+        for (std::size_t i = 1; i < points.size(); ++i) trail.lineTo(toQPoint(points[i]));
+        painter->save();
+        painter->setOpacity(laser.trailOpacity());
+        painter->setPen(QPen(color, HLVLaserPointerView::kTrailLineWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter->setBrush(Qt::NoBrush);
+        painter->drawPath(trail);
+        painter->restore();
+    }
+    if (!laser.isEnabled()) return;
+    const QPointF centre = toQPoint(laser.laserPosition());
+    const qreal radius = laser.dotRadius();
+    // The glow: the shadow colour fading out over the shadow radius around the dot.
+    const qreal outer = radius + HLVLaserPointerView::kShadowRadius;
+    QColor glow = toQColor(HLVLaserPointerView::kShadowColor);
+    glow.setAlphaF(HLVLaserPointerView::kShadowOpacity);
+    QColor clear = glow;
+    clear.setAlphaF(0);
+    QRadialGradient gradient(centre, outer);
+    gradient.setColorAt(radius / outer, glow);
+    gradient.setColorAt(1, clear);
+    painter->setPen(Qt::NoPen);
+    painter->setBrush(gradient);
+    painter->drawEllipse(centre, outer, outer);
+    painter->setBrush(color);
+    painter->drawEllipse(centre, radius, radius);
+}
+
+void OverlayItem::paintBanner(QPainter* painter) const {
+    const QRectF banner = toQRect(model_->bannerFrame());
+    if (banner.isEmpty()) return;
+    painter->fillRect(banner, toQColor(HLVHalvoraWindow::kBannerColor));
+    QFont font = QGuiApplication::font();
+    font.setPixelSize(static_cast<int>(HLVHalvoraWindow::kBannerFontSize));
+    painter->setFont(font);
+    painter->setPen(toQColor(HLVHalvoraWindow::kBannerTextColor));
+    painter->drawText(banner, Qt::AlignCenter, QString::fromUtf8(HLVHalvoraWindow::kBannerText));
+}
+
+void OverlayItem::paintTouches(QPainter* painter) const {
+    for (const HLVTouchDot& dot : model_->agentTouches().dots()) {
+        painter->setPen(QPen(toQColor(dot.borderColor), dot.borderWidth));
+        painter->setBrush(toQColor(dot.color));
+        painter->drawRoundedRect(toQRect(dot.frame), dot.cornerRadius, dot.cornerRadius);
+    }
+}
+
+}  // namespace halvora::qt

@@ -1,0 +1,43 @@
+#pragma once
+// The application as the library sees it, for Qt Quick: its visible QQuickWindows, the key window's
+// front-most Page, the application state, and the masks the library lays over sensitive items.
+
+#include <QPointer>
+
+#include "platform/application.h"
+
+class QObject;
+
+namespace halvora::qt {
+
+class QuickApplication final : public platform::Application {
+public:
+    // Create on the GUI thread, after the QGuiApplication.
+    QuickApplication();
+    ~QuickApplication() override;
+
+    // Active, inactive (no window of the application has focus), or background (hidden or
+    // suspended, as the platform reports it).
+    platform::ApplicationState state() const override;
+    // Back to front: creation order with the key window last (Qt exposes no stacking order).
+    std::vector<platform::WindowRef> windows() const override;
+    // The focus window when it is one of the application's Qt Quick windows, else the last visible one.
+    platform::WindowRef keyWindow() const override;
+    // The key window's front-most shown Page: the current item of StackViews and SwipeViews,
+    // otherwise the last visible Page in paint order.
+    platform::ViewControllerRef topViewController() const override;
+
+    // Only remembered: a desktop display's screen saver is the session's business, not the app's.
+    void setIdleTimerDisabled(bool disabled) override { idleTimerDisabled_ = disabled; }
+    bool isIdleTimerDisabled() const override { return idleTimerDisabled_; }
+
+    // A RedactionMaskItem, owned by the application until the library adds it to the item it hides
+    // (then by that item).
+    platform::ViewRef makeRedactionMask(platform::Rect frame) override;
+
+private:
+    QPointer<QObject> maskOwner_;
+    bool idleTimerDisabled_ = false;
+};
+
+}  // namespace halvora::qt

@@ -1,0 +1,94 @@
+#include "qt/quick_view.h"
+
+#include <algorithm>
+
+#include "qt/overlay_item.h"
+#include "qt/qml_type_name.h"
+#include "qt/redaction_mask_item.h"
+#include "qt/view_roles.h"
+
+namespace halvora::qt {
+
+QuickView::QuickView(QQuickItem* item) : item_(item), handle_(item) {}
+
+platform::ViewRole QuickView::role() const { return roleOf(item_.data()); }
+
+std::string QuickView::className() const { return qmlTypeName(item_.data()); }
+
+platform::Rect QuickView::bounds() const {
+    if (!item_) return {};
+    return {0, 0, item_->width(), item_->height()};
+}
+
+platform::Rect QuickView::frame() const {
+    if (!item_) return {};
+    return {item_->x(), item_->y(), item_->width(), item_->height()};
+}
+
+void QuickView::setFrame(platform::Rect frame) {
+    if (!item_) return;
+    item_->setPosition({frame.x, frame.y});
+    item_->setSize({frame.width, frame.height});
+}
+
+std::vector<platform::ViewRef> QuickView::subviews() const {
+    std::vector<platform::ViewRef> views;
+    for (QQuickItem* child : childItemsInPaintOrder(item_.data())) views.push_back(viewFor(child));
+    return views;
+}
+
+void QuickView::addSubview(const platform::ViewRef& child) {
+    QQuickItem* childItem = itemOf(child);
+    if (!item_ || !childItem || childItem == item_) return;
+    addChildItem(item_.data(), childItem);
+}
+
+void QuickView::bringSubviewToFront(const platform::ViewRef& child) {
+    QQuickItem* childItem = itemOf(child);
+    if (!item_ || !childItem || childItem->parentItem() != item_) return;
+    raiseItem(childItem);
+}
+
+void QuickView::removeFromSuperview() {
+    if (!item_) return;
+    item_->setParentItem(nullptr);
+    if (qobject_cast<RedactionMaskItem*>(item_.data())) item_->deleteLater();
+}
+
+platform::ViewRef viewFor(QQuickItem* item) { return item ? std::make_shared<QuickView>(item) : nullptr; }
+
+QQuickItem* itemOf(const platform::ViewRef& view) {
+    const auto* quickView = dynamic_cast<const QuickView*>(view.get());
+    return quickView ? quickView->item() : nullptr;
+}
+
+std::vector<QQuickItem*> childItemsInPaintOrder(const QQuickItem* item) {
+    if (!item) return {};
+    const QList<QQuickItem*> children = item->childItems();
+    std::vector<QQuickItem*> ordered(children.begin(), children.end());
+    std::stable_sort(ordered.begin(), ordered.end(), [](QQuickItem* a, QQuickItem* b) { return a->z() < b->z(); });
+    return ordered;
+}
+
+void addChildItem(QQuickItem* parent, QQuickItem* child) {
+    child->setParentItem(parent);
+    if (qobject_cast<RedactionMaskItem*>(child)) child->setParent(parent);
+    raiseItem(child);
+}
+
+void raiseItem(QQuickItem* child) {
+    QQuickItem* parent = child->parentItem();
+    if (!parent) return;
+    const QList<QQuickItem*> siblings = parent->childItems();
+    qreal top = child->z();
+    QQuickItem* last = nullptr;
+    for (QQuickItem* sibling : siblings) {
+        if (sibling == child || qobject_cast<OverlayItem*>(sibling)) continue;
+        top = std::max(top, sibling->z());
+        last = sibling;
+    }
+    if (top > child->z()) child->setZ(top);
+    if (last && siblings.indexOf(child) < siblings.indexOf(last)) child->stackAfter(last);
+}
+
+}  // namespace halvora::qt

@@ -1,0 +1,87 @@
+#include "qt/quick_window.h"
+
+#include <QImage>
+#include <QPainter>
+
+#include "qt/key_window.h"
+#include "qt/overlay_item.h"
+#include "qt/qml_type_name.h"
+#include "qt/quick_view.h"
+
+namespace halvora::qt {
+namespace {
+std::function<void(QQuickWindow*)>& beforeCapture() {
+    static std::function<void(QQuickWindow*)> hook;
+    return hook;
+}
+}  // namespace
+
+void QuickWindow::setBeforeCapture(std::function<void(QQuickWindow*)> hook) { beforeCapture() = std::move(hook); }
+
+QuickWindow::QuickWindow(QQuickWindow* window) : window_(window), handle_(window) {}
+
+std::string QuickWindow::className() const { return qmlTypeName(window_.data()); }
+
+platform::Rect QuickWindow::bounds() const {
+    if (!window_) return {};
+    return {0, 0, static_cast<double>(window_->width()), static_cast<double>(window_->height())};
+}
+
+platform::Rect QuickWindow::frame() const {
+    if (!window_) return {};
+    QPoint origin;
+    if (QQuickWindow* key = keyQuickWindow(); key && key != window_) origin = key->position();
+    const QRect geometry = window_->geometry();
+    return {static_cast<double>(geometry.x() - origin.x()), static_cast<double>(geometry.y() - origin.y()),
+            static_cast<double>(geometry.width()), static_cast<double>(geometry.height())};
+}
+
+void QuickWindow::setFrame(platform::Rect frame) {
+    if (!window_) return;
+    QPoint origin;
+    if (QQuickWindow* key = keyQuickWindow(); key && key != window_) origin = key->position();
+    window_->setGeometry(QRect(origin.x() + qRound(frame.x), origin.y() + qRound(frame.y), qRound(frame.width),
+                               qRound(frame.height)));
+}
+
+std::vector<platform::ViewRef> QuickWindow::subviews() const {
+    return window_ ? QuickView(window_->contentItem()).subviews() : std::vector<platform::ViewRef>{};
+}
+
+void QuickWindow::addSubview(const platform::ViewRef& child) {
+    if (window_) QuickView(window_->contentItem()).addSubview(child);
+}
+
+void QuickWindow::bringSubviewToFront(const platform::ViewRef& child) {
+    if (window_) QuickView(window_->contentItem()).bringSubviewToFront(child);
+}
+
+bool QuickWindow::drawHierarchy(platform::RgbaFrame& canvas, platform::Point at, double scale) {
+    if (!window_ || !window_->isVisible() || canvas.empty() || !canvas.consistent() || scale <= 0) return false;
+    if (beforeCapture()) beforeCapture()(window_.data());
+    if (!window_) return false;
+
+    std::vector<QQuickItem*> hidden;
+    for (QQuickItem* child : window_->contentItem()->childItems()) {
+        if (qobject_cast<OverlayItem*>(child) && child->isVisible()) {
+            child->setVisible(false);
+            hidden.push_back(child);
+        }
+    }
+    const QImage shot = window_->grabWindow();
+    for (QQuickItem* item : hidden) item->setVisible(true);
+    if (shot.isNull()) return false;
+
+    QImage target(canvas.pixels.data(), canvas.width, canvas.height, static_cast<qsizetype>(canvas.bytesPerRow),
+                  QImage::Format_RGBA8888_Premultiplied);
+    QPainter painter(&target);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawImage(QRectF(at.x * scale, at.y * scale, window_->width() * scale, window_->height() * scale), shot);
+    return true;
+}
+
+platform::WindowRef windowFor(QQuickWindow* window) {
+    return window ? std::make_shared<QuickWindow>(window) : nullptr;
+}
+
+}  // namespace halvora::qt

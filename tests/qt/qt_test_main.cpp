@@ -1,0 +1,28 @@
+// Runs the Qt suites inside one QGuiApplication, with the library's main queue, screen and
+// application being the Qt ones (the overlay and screen tracking are set up per test).
+#include <QGuiApplication>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "platform/platform.h"
+#include "qt/qt_main_queue.h"
+#include "qt/quick_application.h"
+#include "qt/quick_screen.h"
+
+void qml_register_types_Halvora();
+
+int main(int argc, char** argv) {
+    // CTest sets both; test discovery runs the binary without that environment.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND")) qputenv("QT_QUICK_BACKEND", "software");
+    testing::InitGoogleTest(&argc, argv);
+    QGuiApplication app(argc, argv);
+    qml_register_types_Halvora();
+    halvora::platform::Services services;
+    services.mainQueue = std::make_shared<halvora::qt::QtMainQueue>();
+    services.screen = std::make_shared<halvora::qt::QuickScreen>();
+    services.application = std::make_shared<halvora::qt::QuickApplication>();
+    halvora::platform::install(std::move(services));
+    return RUN_ALL_TESTS();
+}

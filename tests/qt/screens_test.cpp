@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+#include "qt/page_controller.h"
+#include "qt/quick_view.h"
+#include "qt/screen_tracker.h"
+#include "quick_test_support.h"
+
+namespace halvora::qt {
+namespace {
+
+using test::child;
+using test::eventually;
+using test::showWindow;
+using Events = std::vector<std::string>;
+
+// Records "+Title" for an appearing screen and "-Title" for a disappearing one.
+struct Recorder {
+    Events events;
+    ScreenTracker tracker{[this](const platform::ViewControllerRef& screen, bool appearing, bool) {
+        events.push_back((appearing ? "+" : "-") + screen->title().value_or("?"));
+    }};
+};
+
+std::string topTitle() {
+    auto top = platform::application().topViewController();
+    return top ? top->title().value_or("(untitled)") : "(none)";
+}
+
+TEST(ScreensTest, StackViewPushAndPopMoveTheTopScreen) {
+    auto window = showWindow(R"(
+        import QtQuick
+        import QtQuick.Controls
+        Window {
+            width: 200; height: 200
+            function pushDetails() { stack.push(details) }
+            function popDetails() { stack.pop() }
+            Component { id: details; Page { title: "Details" } }
+            StackView {
+                id: stack; objectName: "stack"; anchors.fill: parent
+                initialItem: Page { title: "Home" }
+            }
+        })");
+    ASSERT_TRUE(window);
+    Recorder recorder;
+    recorder.tracker.watch(window.get());
+    ASSERT_TRUE(eventually([&] { return recorder.events == Events{"+Home"}; }));
+    EXPECT_EQ(topTitle(), "Home");
+
+    QQuickItem* stack = child(window.get(), "stack");
+    QMetaObject::invokeMethod(window.get(), "pushDetails");
+    ASSERT_TRUE(eventually([&] { return recorder.events.size() == 3; }));
+    EXPECT_EQ(recorder.events, (Events{"+Home", "-Home", "+Details"}));
+    EXPECT_EQ(topTitle(), "Details");
+
+    ASSERT_TRUE(eventually([&] { return !stack->property("busy").toBool(); }));
+    QMetaObject::invokeMethod(window.get(), "popDetails");
+    ASSERT_TRUE(eventually([&] { return recorder.events.size() == 5; }));
+    EXPECT_EQ(recorder.events, (Events{"+Home", "-Home", "+Details", "-Details", "+Home"}));
+    EXPECT_EQ(topTitle(), "Home");
+}
+
+TEST(ScreensTest, SwipeViewShowsItsCurrentPageAndPagesDisappearWithTheirWindow) {
+    auto window = showWindow(R"(
+        import QtQuick
+        import QtQuick.Controls
+        Window {
+            width: 200; height: 200
+            SwipeView {
+                objectName: "swipe"; anchors.fill: parent
+                Page { title: "First" }
+                Page { title: "Second" }
+            }
+        })");
+    ASSERT_TRUE(window);
+    Recorder recorder;
+    recorder.tracker.watch(window.get());
+    ASSERT_TRUE(eventually([&] { return recorder.events == Events{"+First"}; }));
+    EXPECT_EQ(topTitle(), "First");
+
+    child(window.get(), "swipe")->setProperty("currentIndex", 1);
+    ASSERT_TRUE(eventually([&] { return recorder.events.size() == 3; }));
+    EXPECT_EQ(recorder.events, (Events{"+First", "-First", "+Second"}));
+    EXPECT_EQ(topTitle(), "Second");
+
+    window->hide();
+    ASSERT_TRUE(eventually([&] { return recorder.events.size() == 4; }));
+    EXPECT_EQ(recorder.events.back(), "-Second");
+    EXPECT_EQ(topTitle(), "(none)");
+}
+
+TEST(ScreensTest, APageDeclaresItsSensitiveItemsThroughTheAttachedProperty) {
+    auto window = showWindow(R"(
+        import QtQuick
+        import QtQuick.Controls
+        import Halvora
+        Window {
+            width: 200; height: 200
+            Page {
+                objectName: "checkout"; width: 100; height: 100
+                Halvora.redactedItems: [card]
+                TextField { id: card; objectName: "card" }
+            }
+            Page { objectName: "plain"; title: ""; width: 100; height: 100 }
+        })");
+    ASSERT_TRUE(window);
+    PageController checkout(child(window.get(), "checkout"));
+    const auto views = checkout.redactedViews();
+    ASSERT_TRUE(views);
+    ASSERT_EQ(views->size(), 1u);
+    EXPECT_EQ((*views)[0]->nativeHandle(), child(window.get(), "card"));
+    EXPECT_EQ(checkout.className(), "Page");
+    EXPECT_TRUE(checkout.view()->isSameView(*viewFor(child(window.get(), "checkout"))));
+
+    PageController plain(child(window.get(), "plain"));
+    EXPECT_FALSE(plain.redactedViews());
+    EXPECT_FALSE(plain.title());
+}
+
+}  // namespace
+}  // namespace halvora::qt
