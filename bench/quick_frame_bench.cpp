@@ -133,7 +133,11 @@ void Encode_TjCompress2(benchmark::State& state) {
 
 // A changed pass: an item changes colour, then capture, compare and encode.
 void ChangedPass_CaptureCompareEncode(benchmark::State& state) {
-    auto* badge = sceneWindow()->contentItem()->findChild<QQuickItem*>("badge");
+    auto* badge = sceneWindow()->findChild<QQuickItem*>("badge");
+    if (!badge) {
+        state.SkipWithError("the scene has no badge");
+        return;
+    }
     RgbaFrame frame;
     halvora::FrameChangeDetector detector;
     halvora::JpegEncoder encoder;
@@ -171,17 +175,20 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 
-    auto ns = [&](const char* name) { return reporter.nanoseconds(name); };
     const RgbaFrame& frame = capturedFrame();
-    const double unchanged = ns("UnchangedPass_CaptureAndCompare");
-    const double loopNs = 100e6;  // the rest between passes
+    // CPU time: the share of a core a pass takes, whatever else the machine was doing.
+    const double unchanged = reporter.cpuNanoseconds("UnchangedPass_CaptureAndCompare");
+    const double compare = reporter.ratio("Compare_Detector", "Compare_Memcmp");
+    const double encode = reporter.ratio("Encode_JpegEncoder", "Encode_TjCompress2");
+    const double changed = reporter.cpuNanoseconds("ChangedPass_CaptureCompareEncode");
+    const double restNs = 100e6;  // between passes
     std::printf("summary: 390x844-point window captured at %dx%d px\n", frame.width, frame.height);
-    std::printf("summary: compare detector/memcmp = %.2f (target <= 1.2)\n",
-                ns("Compare_Detector") / ns("Compare_Memcmp"));
-    std::printf("summary: encode JpegEncoder/tjCompress2 = %.2f (target <= 1.2)\n",
-                ns("Encode_JpegEncoder") / ns("Encode_TjCompress2"));
-    std::printf("summary: unchanged pass %.0f us = %.2f %% of one core at the loop's pace (target < 5 %%)\n",
-                unchanged / 1e3, 100.0 * unchanged / (unchanged + loopNs));
-    std::printf("summary: changed pass %.0f us\n", ns("ChangedPass_CaptureCompareEncode") / 1e3);
+    if (compare > 0) std::printf("summary: compare detector/memcmp = %.2f (target <= 1.2)\n", compare);
+    if (encode > 0) std::printf("summary: encode JpegEncoder/tjCompress2 = %.2f (target <= 1.2)\n", encode);
+    if (unchanged > 0) {
+        std::printf("summary: unchanged pass %.0f us of CPU = %.2f %% of one core at the loop's pace (target < 5 %%)\n",
+                    unchanged / 1e3, 100.0 * unchanged / (unchanged + restNs));
+    }
+    if (changed > 0) std::printf("summary: changed pass %.0f us of CPU\n", changed / 1e3);
     return 0;
 }

@@ -21,9 +21,10 @@ public:
             if (run.error_occurred || run.iterations == 0) continue;
             // With repetitions the mean stands for the benchmark; it is reported after the runs.
             if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "mean") continue;
-            nanoseconds_[run.run_name.str()] =
-                run.GetAdjustedRealTime() * benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond) /
-                benchmark::GetTimeUnitMultiplier(run.time_unit);
+            const double toNs = benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond) /
+                                benchmark::GetTimeUnitMultiplier(run.time_unit);
+            nanoseconds_[run.run_name.str()] = run.GetAdjustedRealTime() * toNs;
+            cpuNanoseconds_[run.run_name.str()] = run.GetAdjustedCPUTime() * toNs;
         }
     }
 
@@ -31,6 +32,11 @@ public:
     double nanoseconds(const std::string& name) const {
         auto it = nanoseconds_.find(name);
         return it == nanoseconds_.end() ? -1.0 : it->second;
+    }
+    // CPU time per iteration of this thread in nanoseconds (what a pass costs a core); -1 as above.
+    double cpuNanoseconds(const std::string& name) const {
+        auto it = cpuNanoseconds_.find(name);
+        return it == cpuNanoseconds_.end() ? -1.0 : it->second;
     }
     // ours / baseline; -1 when either is missing.
     double ratio(const std::string& ours, const std::string& baseline) const {
@@ -40,6 +46,7 @@ public:
 
 private:
     std::map<std::string, double> nanoseconds_;
+    std::map<std::string, double> cpuNanoseconds_;
 };
 
 }  // namespace halvora::bench
