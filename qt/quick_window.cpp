@@ -3,7 +3,6 @@
 #include <QImage>
 #include <QPainter>
 
-#include "qt/key_window.h"
 #include "qt/overlay_item.h"
 #include "qt/qml_type_name.h"
 #include "qt/quick_view.h"
@@ -27,21 +26,17 @@ platform::Rect QuickWindow::bounds() const {
     return {0, 0, static_cast<double>(window_->width()), static_cast<double>(window_->height())};
 }
 
+// In screen coordinates, as every window's frame: the capture places windows relative to the key
+// window itself.
 platform::Rect QuickWindow::frame() const {
     if (!window_) return {};
-    QPoint origin;
-    if (QQuickWindow* key = keyQuickWindow(); key && key != window_) origin = key->position();
     const QRect geometry = window_->geometry();
-    return {static_cast<double>(geometry.x() - origin.x()), static_cast<double>(geometry.y() - origin.y()),
+    return {static_cast<double>(geometry.x()), static_cast<double>(geometry.y()),
             static_cast<double>(geometry.width()), static_cast<double>(geometry.height())};
 }
 
 void QuickWindow::setFrame(platform::Rect frame) {
-    if (!window_) return;
-    QPoint origin;
-    if (QQuickWindow* key = keyQuickWindow(); key && key != window_) origin = key->position();
-    window_->setGeometry(QRect(origin.x() + qRound(frame.x), origin.y() + qRound(frame.y), qRound(frame.width),
-                               qRound(frame.height)));
+    if (window_) window_->setGeometry(QRect(qRound(frame.x), qRound(frame.y), qRound(frame.width), qRound(frame.height)));
 }
 
 std::vector<platform::ViewRef> QuickWindow::subviews() const {
