@@ -23,7 +23,7 @@ namespace {
 class NoSockets final : public halvora::platform::RealtimeSocketFactory {
     class Idle final : public halvora::platform::RealtimeSocket {
         void on(const std::string&, Handler) override {}
-        void emit(const std::string&, Items) override {}
+        void emitEvent(const std::string&, Items) override {}
         void connect() override {}
         void disconnect() override {}
         void setExtraHeaders(halvora::platform::HeaderList) override {}
