@@ -39,12 +39,14 @@ OverlayItem* WindowWatcher::overlayItem() const { return overlay_.data(); }
 
 bool WindowWatcher::eventFilter(QObject* watched, QEvent* event) {
     // Cheap for every other event: one comparison of the type.
-    if (event->type() == QEvent::Show || event->type() == QEvent::Hide) {
-        if (auto* window = qobject_cast<QQuickWindow*>(watched)) {
-            if (event->type() == QEvent::Show) screens_.watch(window);
-            // The event comes before the window's visibility is settled; look once it is.
-            QMetaObject::invokeMethod(this, &WindowWatcher::updateKeyWindow, Qt::QueuedConnection);
+    if ((event->type() == QEvent::Show || event->type() == QEvent::Hide) && watched->isWindowType()) {
+        // A window being destroyed hides from ~QWindow, when it is no longer a QQuickWindow: only a
+        // shown window is cast.
+        if (event->type() == QEvent::Show) {
+            if (auto* window = qobject_cast<QQuickWindow*>(watched)) screens_.watch(window);
         }
+        // The event comes before the window's visibility is settled; look once it is.
+        QMetaObject::invokeMethod(this, &WindowWatcher::updateKeyWindow, Qt::QueuedConnection);
     }
     return QObject::eventFilter(watched, event);
 }

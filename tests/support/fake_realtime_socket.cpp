@@ -7,6 +7,16 @@ void FakeRealtimeSocket::on(const std::string& event, Handler handler) {
     handlers_.emplace(event, std::move(handler));
 }
 
+void FakeRealtimeSocket::emitEvent(const std::string& event, Items items) {
+    std::lock_guard lock(emittedMutex_);
+    emitted.emplace_back(event, std::move(items));
+}
+
+std::vector<std::pair<std::string, platform::RealtimeSocket::Items>> FakeRealtimeSocket::emittedSoFar() const {
+    std::lock_guard lock(emittedMutex_);
+    return emitted;
+}
+
 void FakeRealtimeSocket::fire(const std::string& event, Items items) {
     auto [first, last] = handlers_.equal_range(event);
     std::vector<Handler> due;

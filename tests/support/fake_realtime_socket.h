@@ -2,8 +2,10 @@
 // Realtime sockets the test drives: it fires server and client events at the library's handlers
 // and reads back what the library emitted, connected and disconnected.
 
+#include <atomic>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -16,14 +18,16 @@ class FakeRealtimeSocket final : public platform::RealtimeSocket {
 public:
     std::string url;
     platform::RealtimeSocketConfig config;
+    // Read directly once the sending queue has drained; while it runs, read through emittedSoFar().
     std::vector<std::pair<std::string, Items>> emitted;
     std::vector<std::string> registered;  // event names in registration order
     int connects = 0;
     int disconnects = 0;
-    bool connected = false;
+    std::atomic<bool> connected = false;  // the sending queue reads it
 
     void on(const std::string& event, Handler handler) override;
-    void emitEvent(const std::string& event, Items items) override { emitted.emplace_back(event, std::move(items)); }
+    void emitEvent(const std::string& event, Items items) override;
+    std::vector<std::pair<std::string, Items>> emittedSoFar() const;
     void connect() override { ++connects; }
     void disconnect() override { ++disconnects; }
     void setExtraHeaders(platform::HeaderList headers) override { config.extraHeaders = std::move(headers); }
@@ -36,6 +40,7 @@ public:
 
 private:
     std::multimap<std::string, Handler> handlers_;
+    mutable std::mutex emittedMutex_;
 };
 
 class FakeSocketFactory final : public platform::RealtimeSocketFactory {
