@@ -25,6 +25,7 @@ public:
                                 benchmark::GetTimeUnitMultiplier(run.time_unit);
             nanoseconds_[run.run_name.str()] = run.GetAdjustedRealTime() * toNs;
             cpuNanoseconds_[run.run_name.str()] = run.GetAdjustedCPUTime() * toNs;
+            for (const auto& [counter, value] : run.counters) counters_[run.run_name.str() + "/" + counter] = value;
         }
     }
 
@@ -38,6 +39,11 @@ public:
         auto it = cpuNanoseconds_.find(name);
         return it == cpuNanoseconds_.end() ? -1.0 : it->second;
     }
+    // A user counter of a benchmark; -1 when it was not reported.
+    double counter(const std::string& name, const std::string& counter) const {
+        auto it = counters_.find(name + "/" + counter);
+        return it == counters_.end() ? -1.0 : static_cast<double>(it->second);
+    }
     // ours / baseline; -1 when either is missing.
     double ratio(const std::string& ours, const std::string& baseline) const {
         const double a = nanoseconds(ours), b = nanoseconds(baseline);
@@ -47,6 +53,7 @@ public:
 private:
     std::map<std::string, double> nanoseconds_;
     std::map<std::string, double> cpuNanoseconds_;
+    std::map<std::string, double> counters_;
 };
 
 }  // namespace halvora::bench
