@@ -3,10 +3,8 @@
 // (b) a changed pass encoded by JpegEncoder against tjCompress2 called directly on the same pixels.
 // Ends with a summary line of the ratios (ours / baseline; 1.0 means no overhead).
 #include <benchmark/benchmark.h>
-#include <turbojpeg.h>
 
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <random>
 #include <string>
@@ -14,6 +12,7 @@
 #include <unistd.h>
 
 #include "bench/allocation_counter.h"
+#include "bench/baselines.h"
 #include "bench/recording_reporter.h"
 #include "capture/frame_change_detector.h"
 #include "capture/jpeg_encoder.h"
@@ -80,12 +79,8 @@ void UnchangedPass_Detector(benchmark::State& state) {
 }
 
 void UnchangedPass_Memcmp(benchmark::State& state) {
-    const RgbaFrame& frame = sampleFrame();
-    const std::vector<std::uint8_t> last = frame.pixels;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(std::memcmp(frame.pixels.data(), last.data(), last.size()));
-    }
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(frame.pixels.size()));
+    halvora::bench::memcmpBaseline(state, sampleFrame());
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(sampleFrame().pixels.size()));
 }
 
 void ChangedPass_JpegEncoder(benchmark::State& state) {
@@ -100,23 +95,7 @@ void ChangedPass_JpegEncoder(benchmark::State& state) {
     state.counters["jpeg_bytes"] = static_cast<double>(size);
 }
 
-void ChangedPass_TjCompress2(benchmark::State& state) {
-    const RgbaFrame& frame = sampleFrame();
-    tjhandle handle = tjInitCompress();
-    unsigned char* buffer = nullptr;
-    unsigned long size = 0;
-    for (auto _ : state) {
-        if (tjCompress2(handle, frame.pixels.data(), frame.width, static_cast<int>(frame.bytesPerRow), frame.height,
-                        TJPF_RGBA, &buffer, &size, TJSAMP_420, 50, 0) != 0) {
-            state.SkipWithError(tjGetErrorStr2(handle));
-            break;
-        }
-        benchmark::DoNotOptimize(buffer);
-    }
-    state.counters["jpeg_bytes"] = static_cast<double>(size);
-    tjFree(buffer);
-    tjDestroy(handle);
-}
+void ChangedPass_TjCompress2(benchmark::State& state) { halvora::bench::tjCompressBaseline(state, sampleFrame()); }
 
 // A whole changed pass as the frame loop does it: detect, remember, encode.
 void ChangedPass_DetectAndEncode(benchmark::State& state) {

@@ -5,7 +5,6 @@
 // (one pass, then 0.1 s of rest).
 
 #include <benchmark/benchmark.h>
-#include <turbojpeg.h>
 #include <unistd.h>
 
 #include <QByteArray>
@@ -16,12 +15,12 @@
 #include <QQuickWindow>
 
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
 
 #include "bench/allocation_counter.h"
+#include "bench/baselines.h"
 #include "bench/recording_reporter.h"
 #include "capture/frame_change_detector.h"
 #include "capture/jpeg_encoder.h"
@@ -125,11 +124,7 @@ void Compare_Detector(benchmark::State& state) {
     state.counters["allocs"] = halvora::bench::allocationsPer(before, halvora::bench::allocationCount(), state.iterations());
 }
 
-void Compare_Memcmp(benchmark::State& state) {
-    const RgbaFrame& frame = capturedFrame();
-    const std::vector<std::uint8_t> last = frame.pixels;
-    for (auto _ : state) benchmark::DoNotOptimize(std::memcmp(frame.pixels.data(), last.data(), last.size()));
-}
+void Compare_Memcmp(benchmark::State& state) { halvora::bench::memcmpBaseline(state, capturedFrame()); }
 
 void Encode_JpegEncoder(benchmark::State& state) {
     const RgbaFrame& frame = capturedFrame();
@@ -137,19 +132,7 @@ void Encode_JpegEncoder(benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(encoder.encode(frame).data());
 }
 
-void Encode_TjCompress2(benchmark::State& state) {
-    const RgbaFrame& frame = capturedFrame();
-    tjhandle handle = tjInitCompress();
-    unsigned char* buffer = nullptr;
-    unsigned long size = 0;
-    for (auto _ : state) {
-        tjCompress2(handle, frame.pixels.data(), frame.width, static_cast<int>(frame.bytesPerRow), frame.height,
-                    TJPF_RGBA, &buffer, &size, TJSAMP_420, 50, 0);
-        benchmark::DoNotOptimize(buffer);
-    }
-    tjFree(buffer);
-    tjDestroy(handle);
-}
+void Encode_TjCompress2(benchmark::State& state) { halvora::bench::tjCompressBaseline(state, capturedFrame()); }
 
 // A changed pass: an item changes colour, then capture, compare and encode.
 void ChangedPass_CaptureCompareEncode(benchmark::State& state) {

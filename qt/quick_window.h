@@ -20,7 +20,7 @@ public:
     const void* nativeHandle() const override { return handle_; }
 
     platform::Rect bounds() const override;
-    // Relative to the key window, which is the library's screen (so the key window is at 0,0).
+    // In screen coordinates; the capture places each window relative to the key window.
     platform::Rect frame() const override;
     void setFrame(platform::Rect frame) override;
 
@@ -32,7 +32,8 @@ public:
 
     // Renders the window with grabWindow() (the scene as it is now, pending changes included) and
     // draws it smoothly scaled into the canvas. The overlay is hidden for the grab and shown again
-    // right after; the grab renders off screen, so nothing of this reaches the display.
+    // right after; the grab renders off screen (not checked on a GPU render loop, whether a presented
+    // frame can fall in between).
     bool drawHierarchy(platform::RgbaFrame& canvas, platform::Point at, double scale) override;
 
     // Runs before every capture of a window. Screens are otherwise noticed after the frame that
