@@ -9,7 +9,7 @@
 #include <cstring>
 #include <vector>
 
-#include "platform/rgba_frame.h"
+#include "halvora/platform/rgba_frame.h"
 
 namespace halvora::bench {
 

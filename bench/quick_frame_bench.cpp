@@ -25,9 +25,9 @@
 #include "capture/frame_change_detector.h"
 #include "capture/jpeg_encoder.h"
 #include "capture/screen_capture.h"
-#include "core/halvora.h"
-#include "platform/platform.h"
-#include "qt/halvora_quick.h"
+#include "halvora/halvora.h"
+#include "halvora/platform.h"
+#include "halvora/quick.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/rgba_frame.h"
+#include "halvora/platform/rgba_frame.h"
 
 namespace halvora {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/rgba_frame.h"
+#include "halvora/platform/rgba_frame.h"
 
 namespace halvora {
 

@@ -12,6 +12,13 @@ float captureScale(platform::Rect screenBounds) {
     return kMaxFrameSide / longer;
 }
 
+bool isCapturedWindow(const platform::Window& window, const platform::WindowRef& keyWindow,
+                      const std::function<bool(const platform::Window&)>& others) {
+    if (keyWindow && keyWindow->isSameView(window)) return true;
+    if (window.role() == platform::ViewRole::overlay) return false;
+    return !others || others(window);
+}
+
 bool captureWindows(platform::Application& application, float scale,
                     const std::function<bool(const platform::Window&)>& accept, RgbaFrame& canvas) {
     const auto key = application.keyWindow();

@@ -3,9 +3,9 @@
 
 #include <functional>
 
-#include "platform/application.h"
-#include "platform/rgba_frame.h"
-#include "platform/screen.h"
+#include "halvora/platform/application.h"
+#include "halvora/platform/rgba_frame.h"
+#include "halvora/platform/screen.h"
 
 namespace halvora {
 
@@ -19,6 +19,11 @@ float captureScale(platform::Rect screenBounds);
 // Sizes `canvas` to the key window at `scale` (reusing its buffer), clears it to transparent, and
 // draws each window `accept` admits into its own frame, back to front. False, with the canvas
 // emptied, when there is no key window or the picture would be empty.
+// The window choice: the key window always, the overlay never, others as `others` answers (yes
+// when empty).
+bool isCapturedWindow(const platform::Window& window, const platform::WindowRef& keyWindow,
+                      const std::function<bool(const platform::Window&)>& others);
+
 bool captureWindows(platform::Application& application, float scale,
                     const std::function<bool(const platform::Window&)>& accept, RgbaFrame& canvas);
 

@@ -3,37 +3,30 @@
 #include <cmath>
 #include <cstdio>
 
-#include "core/halvora.h"
-#include "platform/linux_device_info.h"
-#include "platform/log.h"
-#include "platform/platform.h"
+#include "base/uuid.h"
+#include "halvora/platform/log.h"
+#include "halvora/platform.h"
 
 namespace halvora {
 
-std::shared_ptr<HLVDevice> HLVDevice::create() { return std::shared_ptr<HLVDevice>(new HLVDevice()); }
+std::shared_ptr<HLVDevice> HLVDevice::create(ServiceContextPtr context) {
+    return std::shared_ptr<HLVDevice>(new HLVDevice(std::move(context)));
+}
 
 std::shared_ptr<HLVDevice> HLVDevice::self() {
     return std::static_pointer_cast<HLVDevice>(shared_from_this());
 }
 
-std::string HLVDevice::url() const { return Halvora::instance().api() + "/api/1/devices/" + id(); }
+std::string HLVDevice::url() const { return context()->api + "/api/1/devices/" + id(); }
 
 std::string HLVDevice::id() const {
     auto& store = platform::store();
     if (auto stored = store.get(kDeviceIdKey)) return *stored;
-    std::string fresh = platform::makeUuidString();
+    std::string fresh = makeUuidString();
     if (!store.set(kDeviceIdKey, fresh)) {
         platform::log("Halvora could not save the device identifier; it will change at the next launch");
     }
     return fresh;
-}
-
-platform::HeaderList HLVDevice::headers(const std::string& token) {
-    return {
-        {"Authorization", "Bearer " + token},
-        {"X-HalvoraSDKVersion", Halvora::version()},
-        {"X-HalvoraPlatform", "ios"},
-    };
 }
 
 std::string HLVDevice::stringWithDeviceToken(const std::vector<std::uint8_t>& token) {

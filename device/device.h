@@ -10,10 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "core/rest_resource.h"
-#include "platform/http_client.h"
-#include "platform/main_queue.h"
-#include "platform/realtime_socket.h"
+#include "halvora/rest_resource.h"
+#include "rest/service_context.h"
+#include "halvora/platform/http_client.h"
+#include "halvora/platform/main_queue.h"
+#include "halvora/platform/realtime_socket.h"
 
 namespace halvora {
 
@@ -24,16 +25,13 @@ public:
     // User-defaults key of the persistent identifier.
     static constexpr const char* kDeviceIdKey = "halvora_device_id";
 
-    static std::shared_ptr<HLVDevice> create();
+    static std::shared_ptr<HLVDevice> create(ServiceContextPtr context);
 
     // "<api>/api/1/devices/<id>".
     std::string url() const override;
     // The installation's identifier, made once (a new upper-case UUID) and kept in the store.
     // Not the record's "id" field.
     std::string id() const;
-
-    // Headers of the device's socket connections: Authorization, SDK version, platform.
-    static platform::HeaderList headers(const std::string& token);
 
     // One registration: PUTs push token, provider, description and custom data; logs an error,
     // then opens the notification socket when it can, then calls `completion` (may be empty).
@@ -64,6 +62,8 @@ public:
     // registration attempt. Once the connection is lost it is stopped, not retried, until the
     // device deregisters: pushes remain the way in meanwhile.
     void openNotificationSocket();
+    // Where the notification connection's messages go (the facade joins the session they name).
+    void setNotificationHandler(std::function<void(const Json&)> handler) { onNotification_ = std::move(handler); }
     // The notification connection, or null.
     std::shared_ptr<platform::RealtimeSocket> notificationSocket() const { return notificationSocket_; }
 
@@ -82,7 +82,7 @@ public:
                                                   const std::optional<Json>& nextRegistration);
 
 private:
-    HLVDevice() = default;
+    explicit HLVDevice(ServiceContextPtr context) : HLVRESTResource(std::move(context)) {}
     void loop();
     std::shared_ptr<HLVDevice> self();
 
@@ -90,6 +90,7 @@ private:
     std::optional<std::vector<std::uint8_t>> token_;
     platform::TimerHandle nextRegistration_;
     std::shared_ptr<platform::RealtimeSocket> notificationSocket_;
+    std::function<void(const Json&)> onNotification_;
 };
 
 }  // namespace halvora

@@ -1,7 +1,8 @@
-#include "core/halvora.h"
-#include "core/json.h"
+#include "base/json_fields.h"
 #include "device/device.h"
-#include "platform/platform.h"
+#include "halvora/platform.h"
+#include "halvora/version.h"
+#include "protocol/wire_headers.h"
 
 namespace halvora {
 namespace {
@@ -22,7 +23,7 @@ Json HLVDevice::info() {
     auto location = lastKnownLocation().value_or(platform::Location{});
 
     Json description = Json::object();
-    description["platform"] = "ios";
+    description["platform"] = kDevicePlatform;
     description["device"] = NotNil(device.hardwareModel());
     description["device_locale"] = NotNil(app.preferredLocalization());
     description["device_timezone"] = NotNil(device.timeZoneAbbreviation());
@@ -33,7 +34,7 @@ Json HLVDevice::info() {
     description["app_version"] = NotNil(app.shortVersion());
     description["app_build"] = NotNil(app.buildNumber());
     description["app_build_configuration"] = "release";
-    description["sdk_version"] = Halvora::version();
+    description["sdk_version"] = kHalvoraVersion;
     description["latitude"] = location.latitude;
     description["longitude"] = location.longitude;
     description["altitude"] = location.altitude;

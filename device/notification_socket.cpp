@@ -3,11 +3,12 @@
 
 #include <chrono>
 
-#include "core/halvora.h"
-#include "core/url_record.h"
+#include "base/json_fields.h"
+#include "protocol/web_url.h"
+#include "protocol/wire_headers.h"
 #include "device/device.h"
-#include "platform/log.h"
-#include "platform/platform.h"
+#include "halvora/platform/log.h"
+#include "halvora/platform.h"
 
 namespace halvora {
 
@@ -18,14 +19,15 @@ void HLVDevice::openNotificationSocket() {
 
     platform::RealtimeSocketConfig config;
     config.path = kNotificationPath;
-    config.extraHeaders = headers(stringField(*resource(), "notification_token").value_or(""));
+    config.extraHeaders = socketHeaders(stringField(*resource(), "notification_token").value_or(""));
     config.reconnectWait = kNotificationReconnectWait;
     notificationSocket_ = platform::sockets().make(*url, std::move(config));
 
     std::weak_ptr<HLVDevice> weak = self();
     using Items = platform::RealtimeSocket::Items;
-    notificationSocket_->on("notification", [](const Items& items) {
-        if (!items.empty()) Halvora::onPushNotification(items[0]);
+    notificationSocket_->on("notification", [weak](const Items& items) {
+        auto device = weak.lock();
+        if (device && device->onNotification_ && !items.empty()) device->onNotification_(items[0]);
     });
     notificationSocket_->on("error", [weak](const Items& items) {
         platform::log("error " + describeFirst(items));
@@ -36,7 +38,7 @@ void HLVDevice::openNotificationSocket() {
                 auto device = weak.lock();
                 if (!device || !device->notificationSocket_) return;
                 auto token = stringField(device->resource().value_or(Json()), "notification_token");
-                device->notificationSocket_->setExtraHeaders(headers(token.value_or("")));
+                device->notificationSocket_->setExtraHeaders(socketHeaders(token.value_or("")));
             });
     });
     notificationSocket_->on("reconnectAttempt", [weak](const Items&) {

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "platform/file_store.h"
-#include "platform/log.h"
+#include "platform/linux/file_store.h"
+#include "halvora/platform/log.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const auto dir = [] {

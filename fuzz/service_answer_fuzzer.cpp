@@ -5,17 +5,14 @@
 #include <cstdint>
 #include <string>
 
-#include "control/key_press.h"
-#include "control/touch_event.h"
-#include "core/agent.h"
-#include "core/halvora.h"
-#include "core/service_answer.h"
-#include "core/url_record.h"
+#include "halvora/agent_events.h"
+#include "halvora/agent.h"
+#include "halvora/halvora.h"
+#include "protocol/service_answer.h"
+#include "protocol/web_url.h"
 #include "device/device.h"
-#include "overlay/drawing.h"
-#include "overlay/laser.h"
-#include "platform/platform.h"
-#include "session/session.h"
+#include "halvora/platform.h"
+#include "halvora/session.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <functional>
 #include <vector>
 
-#include "core/agent_records.h"
-#include "core/json.h"
+#include "protocol/record_fields.h"
+#include "base/json_fields.h"
 #include "overlay/color.h"
 
 namespace halvora {

@@ -1,9 +1,10 @@
 #include "overlay/halvora_window.h"
 
-#include "control/touch_event.h"
-#include "overlay/drawing.h"
-#include "overlay/laser.h"
-#include "platform/platform.h"
+#include <variant>
+
+#include "base/overloaded.h"
+
+#include "halvora/platform.h"
 
 namespace halvora {
 
@@ -27,21 +28,25 @@ void HLVHalvoraWindow::setActive(bool active) {
     });
 }
 
-void HLVHalvoraWindow::onAgentEvent(const AgentEventPtr& event) {
-    if (auto drawing = std::dynamic_pointer_cast<const HLVDrawing>(event)) {
-        if (drawing->image) {
-            latestDrawing_ = drawing;
-            drawAnnotation(drawing);
-        } else {
-            clearAnnotation();
-        }
-        // A drawing always puts the laser away.
-        laserPointer_.stopPointing();
-    } else if (const auto* laser = dynamic_cast<const HLVLaser*>(event.get())) {
-        updateLaserAnnotation(*laser);
-    } else if (const auto* touch = dynamic_cast<const HLVTouchEvent*>(event.get())) {
-        updateAgentTouches(*touch);
-    }
+void HLVHalvoraWindow::onAgentEvent(const HLVAgentEvent& event) {
+    std::visit(Overloaded{
+                   [this](const HLVDrawing& drawing) {
+                       if (drawing.image) {
+                           latestDrawing_ = std::make_shared<const HLVDrawing>(drawing);
+                           drawAnnotation(latestDrawing_);
+                       } else {
+                           clearAnnotation();
+                       }
+                       // A drawing always puts the laser away.
+                       laserPointer_.stopPointing();
+                   },
+                   [this](const HLVLaser& laser) { updateLaserAnnotation(laser); },
+                   [this](const HLVTouchEvent& touch) { updateAgentTouches(touch); },
+                   // Pages and key presses are not the overlay's to show.
+                   [](const HLVURL&) {},
+                   [](const HLVKeyPress&) {},
+               },
+               event);
     for (const auto& observer : std::vector<AgentEventObserver>(observers_)) observer(event);
 }
 

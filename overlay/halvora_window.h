@@ -10,22 +10,21 @@
 #include <memory>
 #include <vector>
 
-#include "core/agent_event.h"
-#include "core/agent_records.h"
+#include "halvora/agent_events.h"
+#include "protocol/record_fields.h"
 #include "overlay/agent_touch_view.h"
 #include "overlay/color.h"
 #include "overlay/laser_pointer.h"
-#include "platform/main_queue.h"
+#include "halvora/platform/main_queue.h"
 
 namespace halvora {
 
-class HLVDrawing;
 class HLVLaser;
 class HLVTouchEvent;
 
 class HLVHalvoraWindow {
 public:
-    using AgentEventObserver = std::function<void(const AgentEventPtr&)>;
+    using AgentEventObserver = std::function<void(const HLVAgentEvent&)>;
 
     static constexpr const char* kBannerText = "Your screen is being shared";
     static constexpr HLVColor kBannerColor{0.9098039f, 0.19607843f, 0.16470589f, 1.0f};
@@ -52,7 +51,7 @@ public:
 
     // Every agent event of the current session passes here first, on the main thread: drawings,
     // laser and touches are drawn; anything else is left to the observers.
-    void onAgentEvent(const AgentEventPtr& event);
+    void onAgentEvent(const HLVAgentEvent& event);
     // Observers hear every event after the overlay has handled it.
     void addAgentEventObserver(AgentEventObserver observer) { observers_.push_back(std::move(observer)); }
 

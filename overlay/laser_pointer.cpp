@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/platform.h"
+#include "halvora/platform.h"
 
 namespace halvora {
 

@@ -8,9 +8,9 @@
 #include <memory>
 #include <vector>
 
-#include "core/agent_records.h"
+#include "protocol/record_fields.h"
 #include "overlay/color.h"
-#include "platform/main_queue.h"
+#include "halvora/platform/main_queue.h"
 
 namespace halvora {
 

@@ -1,4 +1,4 @@
-#include "platform/app_info.h"
+#include "halvora/platform/app_info.h"
 
 #include <cctype>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "platform/clock.h"
+#include "halvora/platform/clock.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,19 +1,13 @@
-#include "platform/platform.h"
+#include "halvora/platform.h"
 
-#include <unistd.h>
-
-#include <climits>
+#include <cstdlib>
 #include <mutex>
 #include <string>
-#include <string_view>
 #include <utility>
 
-#include "platform/curl_http_client.h"
-#include "platform/data_paths.h"
-#include "platform/file_store.h"
-#include "platform/linux_device_info.h"
-#include "platform/run_loop.h"
-#include "platform/sio_socket_factory.h"
+#include "halvora/platform/log.h"
+#include "halvora/platform/run_loop.h"
+#include "platform/system_defaults.h"
 
 namespace halvora::platform {
 namespace {
@@ -30,43 +24,17 @@ Services& current() {
     return services;
 }
 
-std::string executableName() {
-    char buffer[PATH_MAX];
-    const ssize_t length = ::readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-    if (length <= 0) return "app";
-    std::string_view path(buffer, static_cast<std::size_t>(length));
-    constexpr std::string_view kDeleted = " (deleted)";  // the binary was replaced while running
-    if (path.ends_with(kDeleted)) path.remove_suffix(kDeleted.size());
-    const auto slash = path.rfind('/');
-    if (slash != std::string_view::npos) path.remove_prefix(slash + 1);
-    return std::string(path);
-}
-
-// Applications of one vendor share "com.example" out of "com.example.app".
-std::string vendorOf(const std::string& appId) {
-    const auto dot = appId.rfind('.');
-    return dot == std::string::npos ? appId : appId.substr(0, dot);
+// The defaults that need the operating system; see platform/system_defaults.h.
+SystemDefaults& systemDefaults() {
+    static SystemDefaults make;
+    return make;
 }
 
 void fillDefaults(Services& s) {
-    const std::string localId = "local." + safePathComponent(executableName());
-    if (!s.appInfo) {
-        auto info = std::make_shared<StaticAppInfo>();
-        info->id = localId;
-        s.appInfo = std::move(info);
-    }
-    // A host's own application information names the store too, when it has an identifier.
-    const std::string appId = s.appInfo->identifier().value_or(localId);
-    if (!s.store) s.store = std::make_shared<FileStore>(FileStore::defaultPath(appId));
-    if (!s.deviceInfo) {
-        const auto vendorFile =
-            dataHome() / "halvora" / "vendors" / (safePathComponent(vendorOf(appId)) + ".json");
-        s.deviceInfo = std::make_shared<LinuxDeviceInfo>(std::make_shared<FileStore>(vendorFile));
-    }
+    if (systemDefaults()) systemDefaults()(s);
+    if (!s.appInfo) s.appInfo = std::make_shared<StaticAppInfo>();
     if (!s.mainQueue) s.mainQueue = std::make_shared<RunLoop>();
     if (!s.background) s.background = std::make_shared<BackgroundQueue>();
-    if (!s.http) s.http = std::make_shared<CurlHttpClient>();
-    if (!s.sockets) s.sockets = std::make_shared<SioSocketFactory>();
     if (!s.urlOpener) s.urlOpener = std::make_shared<LoggingUrlOpener>();
     if (!s.screen) s.screen = std::make_shared<FixedScreen>();
     if (!s.application) s.application = std::make_shared<HeadlessApplication>();
@@ -117,6 +85,43 @@ const Services& services() {
     Services& s = current();
     fillDefaults(s);
     return s;
+}
+
+void setSystemDefaults(SystemDefaults make) {
+    std::lock_guard lock(servicesMutex());
+    systemDefaults() = std::move(make);
+}
+
+namespace {
+[[noreturn]] void missing(const char* what) {
+    log(std::string("Halvora: no ") + what +
+        " is installed; install one with platform::install() or link the full library (Halvora::Halvora)");
+    std::abort();
+}
+}  // namespace
+
+KeyValueStore& store() {
+    auto& s = services();
+    if (!s.store) missing("settings store");
+    return *s.store;
+}
+
+const DeviceInfo& deviceInfo() {
+    auto& s = services();
+    if (!s.deviceInfo) missing("device information");
+    return *s.deviceInfo;
+}
+
+HttpClient& http() {
+    auto& s = services();
+    if (!s.http) missing("HTTP client");
+    return *s.http;
+}
+
+RealtimeSocketFactory& sockets() {
+    auto& s = services();
+    if (!s.sockets) missing("realtime socket factory");
+    return *s.sockets;
 }
 
 }  // namespace halvora::platform

@@ -1,4 +1,4 @@
-#include "platform/run_loop.h"
+#include "halvora/platform/run_loop.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,6 +1,6 @@
-#include "platform/url_opener.h"
+#include "halvora/platform/url_opener.h"
 
-#include "platform/log.h"
+#include "halvora/platform/log.h"
 
 namespace halvora::platform {
 

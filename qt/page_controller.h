@@ -5,7 +5,7 @@
 #include <QPointer>
 #include <QQuickItem>
 
-#include "platform/view_controller.h"
+#include "halvora/platform/view_controller.h"
 
 namespace halvora::qt {
 

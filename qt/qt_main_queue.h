@@ -5,7 +5,7 @@
 
 #include <QPointer>
 
-#include "platform/main_queue.h"
+#include "halvora/platform/main_queue.h"
 
 class QObject;
 

@@ -4,7 +4,7 @@
 
 #include <QPointer>
 
-#include "platform/application.h"
+#include "halvora/platform/application.h"
 
 class QObject;
 

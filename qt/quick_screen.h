@@ -3,7 +3,7 @@
 // window's size in points at 0,0, and the status bar is a strip across the window's top, where the
 // sharing banner goes. Without a window, the primary screen's size stands in.
 
-#include "platform/screen.h"
+#include "halvora/platform/screen.h"
 
 namespace halvora::qt {
 

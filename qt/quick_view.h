@@ -7,7 +7,7 @@
 
 #include <vector>
 
-#include "platform/view.h"
+#include "halvora/platform/view.h"
 
 namespace halvora::qt {
 

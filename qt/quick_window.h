@@ -6,7 +6,7 @@
 
 #include <functional>
 
-#include "platform/window.h"
+#include "halvora/platform/window.h"
 
 namespace halvora::qt {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/halvora.h"
+#include "halvora/halvora.h"
 #include "qt/page_controller.h"
 #include "qt/shown_pages.h"
 

@@ -14,7 +14,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/view_controller.h"
+#include "halvora/platform/view_controller.h"
 
 namespace halvora::qt {
 

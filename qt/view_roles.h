@@ -2,7 +2,7 @@
 // The library's role for a Qt Quick item, by type. Qt Quick Controls types are recognised by their
 // C++ class names (QObject::inherits), so no private Qt header is needed.
 
-#include "platform/view.h"
+#include "halvora/platform/view.h"
 
 class QQuickItem;
 

@@ -23,7 +23,7 @@ trap cleanup EXIT
 scripts/service-fixture.sh start "$state/service.url"
 url="$(cat "$state/service.url")"
 
-build/default/examples/cli/halvora-cli --api "$url" --data "$state/cli" doctor
+build/default/tools/cli/halvora-cli --api "$url" --data "$state/cli" doctor
 
 if [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
   export QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software

@@ -1,12 +1,21 @@
-#include "session/session.h"
+#include "halvora/session.h"
 
-#include "core/halvora.h"
+#include "base/json_fields.h"
 #include "device/device.h"
+#include "rest/service_context.h"
+#include "session/session_frames.h"
+#include "session/session_sockets.h"
 
 namespace halvora {
 
-std::shared_ptr<HLVSession> HLVSession::create() {
-    std::shared_ptr<HLVSession> session(new HLVSession());
+HLVSession::HLVSession(std::shared_ptr<const ServiceContext> context, std::shared_ptr<HLVDevice> device)
+    : HLVRESTResource(std::move(context)), device_(std::move(device)), frames_(std::make_unique<SessionFrames>()) {}
+
+HLVSession::~HLVSession() = default;
+
+std::shared_ptr<HLVSession> HLVSession::create(std::shared_ptr<const ServiceContext> context,
+                                               std::shared_ptr<HLVDevice> device) {
+    std::shared_ptr<HLVSession> session(new HLVSession(std::move(context), std::move(device)));
     session->sockets_ = HLVSessionSockets::create(session);
     return session;
 }
@@ -15,8 +24,8 @@ std::shared_ptr<HLVSession> HLVSession::self() {
     return std::static_pointer_cast<HLVSession>(shared_from_this());
 }
 
-std::string HLVSession::url(const std::optional<std::string>& idOrCode) {
-    std::string collection = Halvora::instance().api() + "/api/1/sessions";
+std::string HLVSession::url(const ServiceContext& context, const std::optional<std::string>& idOrCode) {
+    std::string collection = context.api + "/api/1/sessions";
     return idOrCode ? collection + "/" + *idOrCode : collection;
 }
 
@@ -30,8 +39,8 @@ std::optional<std::string> pathValue(const std::optional<Json>& value) {
 }  // namespace
 
 std::string HLVSession::url() const {
-    if (auto id = pathValue(field("id"))) return url(id);
-    return url(pathValue(field("code")));
+    if (auto id = pathValue(field("id"))) return url(*context(), id);
+    return url(*context(), pathValue(field("code")));
 }
 
 OptionalError HLVSession::updateResource(std::optional<Json> value) {
@@ -91,7 +100,8 @@ void HLVSession::activate(SessionCompletion completion) {
     Json body = Json::object();
     body["state"] = "active";
     body["device"] = HLVDevice::info();
-    body["custom_data"] = Halvora::instance().customData();
+    auto customData = device_ ? device_->customData() : std::nullopt;
+    body["custom_data"] = customData ? *customData : Json::object();
     update(body, [completion = std::move(completion)](OptionalError error,
                                                       const std::shared_ptr<HLVSession>& session) {
         if (error) {
@@ -123,8 +133,7 @@ std::shared_ptr<HLVAgent> HLVSession::agent() const {
     return value ? HLVAgent::from(*value) : nullptr;
 }
 
-void HLVSession::agentEventReceived(const AgentEventPtr& event) {
-    if (!event) return;
+void HLVSession::agentEventReceived(const HLVAgentEvent& event) {
     for (const auto& handler : std::vector<AgentEventHandler>(onAgentEvent_)) handler(event);
 }
 

@@ -3,11 +3,12 @@
 
 #include <chrono>
 
-#include "capture/frame_records.h"
 #include "capture/screen_capture.h"
-#include "core/halvora.h"
-#include "platform/platform.h"
-#include "session/session.h"
+#include "halvora/platform.h"
+#include "halvora/session.h"
+#include "protocol/frame_records.h"
+#include "session/session_frames.h"
+#include "session/session_sockets.h"
 
 namespace halvora {
 namespace {
@@ -15,9 +16,19 @@ constexpr std::chrono::milliseconds kNextPassDelay{100};
 constexpr std::chrono::milliseconds kInactivePollDelay{500};
 }  // namespace
 
+bool HLVSession::isFrameLoopRunning() const { return frames_->loopRunning; }
+
+void HLVSession::setWindowFilter(WindowFilter filter) { frames_->windowFilter = std::move(filter); }
+
+const RgbaFrame& HLVSession::lastCapture() const { return frames_->capture; }
+
+void HLVSession::invalidateFrame() { frames_->changeDetector.invalidate(); }
+
+std::string HLVSession::lastFrameId() const { return std::to_string(frames_->counter->load()); }
+
 void HLVSession::frameLoop() {
-    if (frameLoopRunning_) return;
-    frameLoopRunning_ = true;
+    if (frames_->loopRunning) return;
+    frames_->loopRunning = true;
     std::weak_ptr<HLVSession> weak = self();
     // Asynchronous even on the main thread, so activation finishes before the first capture.
     platform::mainQueue().post([weak] {
@@ -27,7 +38,7 @@ void HLVSession::frameLoop() {
 
 void HLVSession::framePass(bool requireActive) {
     if (requireActive && !isActive()) {
-        frameLoopRunning_ = false;
+        frames_->loopRunning = false;
         return;
     }
     std::weak_ptr<HLVSession> weak = self();
@@ -46,17 +57,20 @@ void HLVSession::framePass(bool requireActive) {
 
 bool HLVSession::captureScreen() {
     const float scale = captureScale(platform::screen().bounds());
+    auto& application = platform::application();
+    const auto key = application.keyWindow();
+    const auto& others = frames_->windowFilter;
     return captureWindows(
-        platform::application(), scale,
-        [](const platform::Window& window) { return Halvora::instance().shouldCaptureWindow(window); }, capture_);
+        application, scale,
+        [&](const platform::Window& window) { return isCapturedWindow(window, key, others); }, frames_->capture);
 }
 
 void HLVSession::updateFrame(std::function<void()> completion) {
-    if (!captureScreen() || !changeDetector_.changed(capture_)) {
+    if (!captureScreen() || !frames_->changeDetector.changed(frames_->capture)) {
         completion();
         return;
     }
-    const auto& jpeg = encoder_.encode(capture_, JpegEncoder::kDefaultQuality);
+    const auto& jpeg = frames_->encoder.encode(frames_->capture, JpegEncoder::kDefaultQuality);
     if (jpeg.empty()) {
         completion();
         return;
@@ -73,7 +87,7 @@ void HLVSession::sendFrame(std::vector<std::uint8_t> jpeg, std::function<void()>
     // The socket is read here, on the main thread; the sending queue touches only the counter.
     auto stream = sockets_ ? sockets_->stream() : nullptr;
     platform::backgroundQueue().post(
-        [counter = frameCounter_, stream = std::move(stream), jpeg = std::move(jpeg),
+        [counter = frames_->counter, stream = std::move(stream), jpeg = std::move(jpeg),
          completion = std::move(completion)]() mutable {
             // A frame that cannot go out still spends its number.
             const std::uint64_t id = ++*counter;

@@ -2,15 +2,12 @@
 
 #include <chrono>
 
-#include "control/key_press.h"
-#include "control/touch_event.h"
-#include "core/url_record.h"
-#include "device/device.h"
-#include "overlay/drawing.h"
-#include "overlay/laser.h"
-#include "platform/log.h"
-#include "platform/platform.h"
-#include "session/session.h"
+#include "base/json_fields.h"
+#include "halvora/agent_events.h"
+#include "halvora/platform.h"
+#include "halvora/session.h"
+#include "protocol/web_url.h"
+#include "protocol/wire_headers.h"
 
 namespace halvora {
 namespace {
@@ -31,8 +28,6 @@ std::shared_ptr<HLVSessionSockets> HLVSessionSockets::create(const std::shared_p
     session->onEnded([sockets](const std::shared_ptr<HLVSession>&) { sockets->close(); });
     return sockets;
 }
-
-platform::HeaderList HLVSessionSockets::headers(const std::string& token) { return HLVDevice::headers(token); }
 
 void HLVSessionSockets::open() {
     auto session = session_.lock();
@@ -57,7 +52,7 @@ std::shared_ptr<platform::RealtimeSocket> HLVSessionSockets::makeSocket(const ch
     auto token = session->resource() ? stringField(*session->resource(), tokenField) : std::nullopt;
     platform::RealtimeSocketConfig config;
     config.path = kPath;
-    config.extraHeaders = headers(token.value_or(""));
+    config.extraHeaders = socketHeaders(token.value_or(""));
     return platform::sockets().make(*url, std::move(config));
 }
 
@@ -98,21 +93,23 @@ void HLVSessionSockets::registerControlHandlers(platform::RealtimeSocket& socket
 
 void HLVSessionSockets::registerStreamHandlers(platform::RealtimeSocket& socket) {
     std::weak_ptr<HLVSessionSockets> weak = weak_from_this();
-    auto deliver = [weak](auto parse) {
-        return [weak, parse](const Items& items) {
+    auto deliver = [weak](const char* eventName) {
+        return [weak, eventName](const Items& items) {
             auto self = weak.lock();
             auto session = self ? self->session_.lock() : nullptr;
-            if (session) session->agentEventReceived(parse(firstItem(items)));
+            if (!session) return;
+            // A record of the wrong type is dropped, like an unknown event.
+            if (auto event = agentEventFrom(eventName, firstItem(items))) session->agentEventReceived(*event);
         };
     };
     socket.on("error", [weak](const Items& items) {
         if (auto self = weak.lock()) self->onError(Channel::stream, items);
     });
-    socket.on("drawing", deliver([](const Json& v) -> AgentEventPtr { return HLVDrawing::from(v); }));
-    socket.on("laser", deliver([](const Json& v) -> AgentEventPtr { return HLVLaser::from(v); }));
-    socket.on("url", deliver([](const Json& v) -> AgentEventPtr { return HLVURL::from(v); }));
-    socket.on("touch", deliver([](const Json& v) -> AgentEventPtr { return HLVTouchEvent::from(v); }));
-    socket.on("keypress", deliver([](const Json& v) -> AgentEventPtr { return HLVKeyPress::from(v); }));
+    socket.on("drawing", deliver("drawing"));
+    socket.on("laser", deliver("laser"));
+    socket.on("url", deliver("url"));
+    socket.on("touch", deliver("touch"));
+    socket.on("keypress", deliver("keypress"));
     socket.on("sync", [weak](const Items&) {
         auto self = weak.lock();
         auto session = self ? self->session_.lock() : nullptr;
@@ -161,8 +158,8 @@ void HLVSessionSockets::updateSocketTokens(std::function<void()> completion) {
             platform::log("error fetching resource update " + error->description());
         } else if (fetched && fetched->resource()) {
             const Json& record = *fetched->resource();
-            if (self->stream_) self->stream_->setExtraHeaders(headers(stringField(record, "stream_token").value_or("")));
-            if (self->control_) self->control_->setExtraHeaders(headers(stringField(record, "control_token").value_or("")));
+            if (self->stream_) self->stream_->setExtraHeaders(socketHeaders(stringField(record, "stream_token").value_or("")));
+            if (self->control_) self->control_->setExtraHeaders(socketHeaders(stringField(record, "control_token").value_or("")));
         }
         completion();
     });

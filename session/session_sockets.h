@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
-#include "core/error.h"
-#include "platform/http_client.h"
-#include "platform/realtime_socket.h"
+#include "halvora/error.h"
+#include "halvora/platform/http_client.h"
+#include "halvora/platform/realtime_socket.h"
 
 namespace halvora {
 
@@ -25,9 +25,6 @@ public:
     // Made for `session` (held weakly): opens the connections on every update of the session and
     // closes them when it ends.
     static std::shared_ptr<HLVSessionSockets> create(const std::shared_ptr<HLVSession>& session);
-
-    // Authorization, SDK version and platform headers for one token.
-    static platform::HeaderList headers(const std::string& token);
 
     // Opens whichever connection is missing, unless the session has ended. Idempotent.
     void open();

@@ -10,14 +10,11 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "core/halvora.h"
-#include "core/halvora_delegate.h"
+#include <halvora/halvora.h>
+#include <halvora/platform.h>
+#include <halvora/quick.h>
+
 #include "demo_options.h"
-#include "platform/file_store.h"
-#include "platform/linux_device_info.h"
-#include "platform/platform.h"
-#include "qt/halvora_quick.h"
-#include "session/session.h"
 
 namespace {
 
@@ -46,6 +43,14 @@ int main(int argc, char** argv) {
     }
     const auto& options = parsed.options;
 
+    if (options.dataDir) {
+        // The default settings store and device description keep their files under
+        // $XDG_DATA_HOME, so pointing it elsewhere keeps this run apart from others.
+        std::error_code ec;
+        std::filesystem::create_directories(*options.dataDir, ec);
+        qputenv("XDG_DATA_HOME", std::filesystem::absolute(*options.dataDir).string().c_str());
+    }
+
     halvora::qt::install();
     halvora::platform::Services services;
     auto info = std::make_shared<halvora::platform::StaticAppInfo>();
@@ -54,14 +59,6 @@ int main(int argc, char** argv) {
     info->version = "1.0";
     info->build = "1";
     services.appInfo = info;
-    if (options.dataDir) {
-        const std::filesystem::path dir(*options.dataDir);
-        std::error_code ec;
-        std::filesystem::create_directories(dir, ec);
-        services.store = std::make_shared<halvora::platform::FileStore>(dir / "settings.json");
-        services.deviceInfo = std::make_shared<halvora::platform::LinuxDeviceInfo>(
-            std::make_shared<halvora::platform::FileStore>(dir / "vendor.json"));
-    }
     halvora::platform::install(std::move(services));
 
     QQmlApplicationEngine engine;

@@ -1,8 +1,8 @@
 // The frame and screen records: key order, the image as binary, null titles.
 #include <gtest/gtest.h>
 
-#include "capture/frame_records.h"
-#include "core/iso_string.h"
+#include "protocol/frame_records.h"
+#include "protocol/iso_string.h"
 
 namespace halvora {
 namespace {

@@ -1,8 +1,8 @@
 // halvora-cli's command line: what each option becomes, and which input is refused.
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
-#include "examples/cli/cli_options.h"
+#include "halvora/halvora.h"
+#include "tools/cli/cli_options.h"
 
 namespace halvora::cli {
 namespace {

@@ -2,7 +2,7 @@
 // and the library left registered.
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
+#include "halvora/halvora.h"
 #include "tests/cli/fake_service_fixture.h"
 
 namespace halvora {

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
-#include "examples/cli/cli_options.h"
+#include "halvora/halvora.h"
+#include "tools/cli/cli_options.h"
 #include "tests/cli/fake_service_fixture.h"
 
 namespace halvora {

@@ -2,7 +2,7 @@
 // binary attachments shortened.
 #include <gtest/gtest.h>
 
-#include "examples/cli/event_trace.h"
+#include "tools/cli/event_trace.h"
 #include "tests/support/fake_realtime_socket.h"
 
 namespace halvora::cli {

@@ -1,7 +1,7 @@
 #include "tests/cli/fake_service_fixture.h"
 
-#include "examples/cli/commands.h"
-#include "platform/platform.h"
+#include "tools/cli/commands.h"
+#include "halvora/platform.h"
 
 namespace halvora::testing {
 

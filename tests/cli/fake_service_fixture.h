@@ -8,9 +8,9 @@
 #include <sstream>
 #include <string>
 
-#include "examples/cli/cli_options.h"
-#include "examples/cli/host_setup.h"
-#include "examples/cli/log_relay.h"
+#include "tools/cli/cli_options.h"
+#include "tools/cli/host_setup.h"
+#include "tools/cli/log_relay.h"
 #include "tests/cli/scripted_http_client.h"
 #include "tests/support/library_fixture.h"
 

@@ -1,8 +1,8 @@
 // The tool's log sink: echo with a prefix unless quiet, and one replaceable watcher.
 #include <gtest/gtest.h>
 
-#include "examples/cli/log_relay.h"
-#include "platform/log.h"
+#include "tools/cli/log_relay.h"
+#include "halvora/platform/log.h"
 
 namespace halvora::cli {
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "core/json.h"
-#include "platform/http_client.h"
+#include "base/json_fields.h"
+#include "halvora/platform/http_client.h"
 
 namespace halvora::testing {
 

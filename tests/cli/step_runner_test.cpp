@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "examples/cli/step_runner.h"
-#include "platform/clock.h"
+#include "tools/cli/step_runner.h"
+#include "halvora/platform/clock.h"
 
 namespace halvora::cli {
 namespace {

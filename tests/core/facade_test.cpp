@@ -1,9 +1,9 @@
 // The facade's lifecycle and configuration.
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
+#include "halvora/halvora.h"
 #include "device/device.h"
-#include "session/session.h"
+#include "halvora/session.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {

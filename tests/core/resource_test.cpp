@@ -1,8 +1,8 @@
 // The resource base: field access and the shared adoption rule of fetch, update and delete.
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
-#include "core/rest_resource.h"
+#include "halvora/halvora.h"
+#include "halvora/rest_resource.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {

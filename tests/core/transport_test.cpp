@@ -1,7 +1,7 @@
 // The REST transport: headers, methods, bodies, and the one callback each outcome produces.
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
+#include "halvora/halvora.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {

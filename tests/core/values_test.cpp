@@ -4,12 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include "core/agent.h"
-#include "core/error.h"
-#include "core/iso_string.h"
-#include "core/json.h"
-#include "core/url_record.h"
-#include "core/version.h"
+#include "halvora/agent.h"
+#include "halvora/error.h"
+#include "protocol/iso_string.h"
+#include "base/json_fields.h"
+#include "protocol/web_url.h"
+#include "halvora/version.h"
 
 namespace halvora {
 namespace {

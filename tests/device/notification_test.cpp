@@ -2,10 +2,10 @@
 // stays stopped until the device registers afresh.
 #include <gtest/gtest.h>
 
-#include "core/app_forwarding.h"
-#include "core/halvora.h"
+#include "halvora/app_events.h"
+#include "halvora/halvora.h"
 #include "device/device.h"
-#include "session/session.h"
+#include "halvora/session.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
+#include "halvora/halvora.h"
 #include "device/device.h"
 #include "tests/support/library_fixture.h"
 

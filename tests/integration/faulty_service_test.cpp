@@ -6,13 +6,13 @@
 
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
+#include "halvora/halvora.h"
 #include "device/device.h"
-#include "platform/curl_http_client.h"
-#include "platform/log.h"
-#include "platform/platform.h"
-#include "platform/run_loop.h"
-#include "session/session.h"
+#include "platform/linux/curl_http_client.h"
+#include "halvora/platform/log.h"
+#include "halvora/platform.h"
+#include "halvora/platform/run_loop.h"
+#include "halvora/session.h"
 #include "tests/support/library_fixture.h"
 #include "tests/support/scripted_http_server.h"
 

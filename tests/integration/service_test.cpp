@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
+#include "halvora/halvora.h"
 #include "device/device.h"
-#include "platform/curl_http_client.h"
-#include "platform/linux_device_info.h"
-#include "platform/platform.h"
-#include "platform/run_loop.h"
-#include "session/session.h"
+#include "platform/linux/curl_http_client.h"
+#include "platform/linux/linux_device_info.h"
+#include "halvora/platform.h"
+#include "halvora/platform/run_loop.h"
+#include "halvora/session.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {

@@ -3,11 +3,9 @@
 
 #include <chrono>
 
-#include "control/touch_event.h"
-#include "overlay/drawing.h"
+#include "halvora/agent_events.h"
 #include "overlay/halvora_window.h"
-#include "overlay/laser.h"
-#include "platform/platform.h"
+#include "halvora/platform.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {

@@ -1,4 +1,4 @@
-#include "platform/background_queue.h"
+#include "halvora/platform/background_queue.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/curl_http_client.h"
+#include "platform/linux/curl_http_client.h"
 
 #include <arpa/inet.h>
 #include <curl/curl.h>

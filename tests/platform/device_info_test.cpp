@@ -1,4 +1,4 @@
-#include "platform/linux_device_info.h"
+#include "platform/linux/linux_device_info.h"
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,8 @@
 #include <regex>
 #include <set>
 
-#include "platform/file_store.h"
-#include "platform/log.h"
+#include "platform/linux/file_store.h"
+#include "halvora/platform/log.h"
 #include "scratch_dir.h"
 
 namespace halvora::platform {

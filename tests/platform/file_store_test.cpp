@@ -1,4 +1,4 @@
-#include "platform/file_store.h"
+#include "platform/linux/file_store.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "platform/log.h"
+#include "halvora/platform/log.h"
 #include "scratch_dir.h"
 
 namespace halvora::platform {

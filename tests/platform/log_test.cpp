@@ -1,4 +1,4 @@
-#include "platform/log.h"
+#include "halvora/platform/log.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

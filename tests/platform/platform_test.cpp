@@ -1,10 +1,10 @@
-#include "platform/platform.h"
+#include "halvora/platform.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "platform/file_store.h"
-#include "platform/run_loop.h"
+#include "platform/linux/file_store.h"
+#include "halvora/platform/run_loop.h"
 #include "scratch_dir.h"
 
 namespace halvora::platform {

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "overlay/halvora_window.h"
-#include "platform/platform.h"
+#include "halvora/platform.h"
 #include "qt/overlay_item.h"
 #include "qt/quick_view.h"
 #include "qt/quick_window.h"

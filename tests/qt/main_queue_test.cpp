@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/platform.h"
+#include "halvora/platform.h"
 #include "quick_test_support.h"
 
 namespace halvora::qt {

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "platform/platform.h"
+#include "halvora/platform.h"
 #include "qt/qt_main_queue.h"
 #include "qt/quick_application.h"
 #include "qt/quick_screen.h"

@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/rgba_frame.h"
+#include "halvora/platform/rgba_frame.h"
 
 namespace halvora::qt::test {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/platform.h"
+#include "halvora/platform.h"
 #include "qt/page_controller.h"
 #include "qt/quick_view.h"
 #include "qt/screen_tracker.h"

@@ -9,13 +9,13 @@
 #include <optional>
 #include <vector>
 
-#include "core/halvora.h"
-#include "core/halvora_delegate.h"
-#include "platform/platform.h"
-#include "qt/halvora_quick.h"
+#include "halvora/halvora.h"
+#include "halvora/delegate.h"
+#include "halvora/platform.h"
+#include "halvora/quick.h"
 #include "qt/quick_view.h"
 #include "quick_test_support.h"
-#include "session/session.h"
+#include "halvora/session.h"
 #include "tests/support/fake_http_client.h"
 #include "tests/support/fake_realtime_socket.h"
 #include "tests/support/library_fixture.h"

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "overlay/halvora_window.h"
-#include "platform/platform.h"
+#include "halvora/platform.h"
 #include "qt/overlay_item.h"
 #include "qt/window_watcher.h"
 #include "quick_test_support.h"

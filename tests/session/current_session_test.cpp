@@ -1,13 +1,12 @@
 // Creating and fetching sessions through the facade, and which session is current.
 #include <gtest/gtest.h>
 
-#include "control/key_press.h"
-#include "control/touch_event.h"
-#include "core/halvora.h"
-#include "core/halvora_delegate.h"
-#include "core/url_record.h"
+#include "halvora/agent_events.h"
+#include "halvora/halvora.h"
+#include "halvora/delegate.h"
+#include "protocol/web_url.h"
 #include "overlay/halvora_window.h"
-#include "session/session.h"
+#include "halvora/session.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {

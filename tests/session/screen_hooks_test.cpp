@@ -3,9 +3,9 @@
 // windows in tests/qt/session_loop_test.cpp.
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
-#include "platform/platform.h"
-#include "session/session.h"
+#include "halvora/halvora.h"
+#include "halvora/platform.h"
+#include "halvora/session.h"
 #include "tests/support/fake_ui.h"
 #include "tests/support/library_fixture.h"
 

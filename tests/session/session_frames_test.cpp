@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "capture/screen_capture.h"
-#include "core/halvora.h"
-#include "core/halvora_delegate.h"
-#include "platform/platform.h"
-#include "session/session.h"
+#include "halvora/halvora.h"
+#include "halvora/delegate.h"
+#include "halvora/platform.h"
+#include "halvora/session.h"
 #include "tests/support/fake_ui.h"
 #include "tests/support/library_fixture.h"
 

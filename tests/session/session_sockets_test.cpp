@@ -2,10 +2,9 @@
 // connection is rebuilt with fresh tokens.
 #include <gtest/gtest.h>
 
-#include "control/touch_event.h"
-#include "core/halvora.h"
-#include "overlay/laser.h"
-#include "session/session.h"
+#include "halvora/agent_events.h"
+#include "halvora/halvora.h"
+#include "halvora/session.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {

@@ -1,9 +1,9 @@
 // The session resource: URLs, validation, state callbacks, activation and end.
 #include <gtest/gtest.h>
 
-#include "core/halvora.h"
-#include "core/url_record.h"
-#include "session/session.h"
+#include "halvora/halvora.h"
+#include "protocol/web_url.h"
+#include "halvora/session.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {

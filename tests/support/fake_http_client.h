@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/http_client.h"
+#include "halvora/platform/http_client.h"
 
 namespace halvora::testing {
 

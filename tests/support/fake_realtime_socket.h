@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/realtime_socket.h"
-#include "platform/url_opener.h"
+#include "halvora/platform/realtime_socket.h"
+#include "halvora/platform/url_opener.h"
 
 namespace halvora::testing {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/application.h"
+#include "halvora/platform/application.h"
 
 namespace halvora::testing {
 

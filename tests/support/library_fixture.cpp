@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "core/halvora.h"
-#include "platform/log.h"
-#include "platform/platform.h"
+#include "halvora/halvora.h"
+#include "halvora/platform/log.h"
+#include "halvora/platform.h"
 
 namespace halvora::testing {
 

@@ -11,12 +11,12 @@
 
 #include <gtest/gtest.h>
 
-#include "core/json.h"
-#include "platform/app_info.h"
-#include "platform/clock.h"
-#include "platform/device_info.h"
-#include "platform/key_value_store.h"
-#include "platform/run_loop.h"
+#include "base/json_fields.h"
+#include "halvora/platform/app_info.h"
+#include "halvora/platform/clock.h"
+#include "halvora/platform/device_info.h"
+#include "halvora/platform/key_value_store.h"
+#include "halvora/platform/run_loop.h"
 #include "tests/support/fake_http_client.h"
 #include "tests/support/fake_realtime_socket.h"
 

@@ -1,0 +1,18 @@
+#pragma once
+// The facade's collaborators, for the project's own tools and tests: a session made the way the
+// facade makes them, and the context it hands down. Not part of the installed headers.
+
+#include <memory>
+
+#include "halvora/halvora.h"
+#include "rest/service_context.h"
+
+namespace halvora {
+
+struct FacadeAccess {
+    static ServiceContextPtr context();
+    // A session of this library's service, asking the delegate about windows; not yet current.
+    static std::shared_ptr<HLVSession> makeSession();
+};
+
+}  // namespace halvora

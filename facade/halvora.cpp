@@ -1,0 +1,296 @@
+#include "halvora/halvora.h"
+
+#include <cctype>
+#include <variant>
+
+#include "base/json_fields.h"
+#include "base/overloaded.h"
+#include "capture/screen_capture.h"
+#include "device/device.h"
+#include "facade/facade_access.h"
+#include "halvora/platform.h"
+#include "halvora/platform/log.h"
+#include "overlay/halvora_window.h"
+#include "platform/linux/linux_defaults.h"
+#include "platform/main_thread.h"
+#include "protocol/web_url.h"
+#include "rest/service_context.h"
+#include "rest/transport.h"
+
+namespace halvora {
+
+Halvora& Halvora::instance() {
+    // Deliberately leaked: the facade outlives every callback that may still reach it at exit.
+    static Halvora* const shared = [] {
+        platform::useLinuxDefaults();
+        return new Halvora();
+    }();
+    return *shared;
+}
+
+Halvora::Halvora()
+    : context_(std::make_shared<ServiceContext>(ServiceContext{false, kDefaultApi})),
+      overlay_(std::make_unique<HLVHalvoraWindow>()),
+      device_(HLVDevice::create(context_)) {
+    device_->setNotificationHandler([](const Json& payload) { onPushNotification(payload); });
+}
+
+Halvora::~Halvora() = default;
+
+bool Halvora::autostarts() {
+    auto value = platform::appInfo().infoValue("HLVAutostart");
+    if (!value) return true;
+    if (const bool* flag = std::get_if<bool>(&*value)) return *flag;
+    // A string value reads as a property list's boolean would: yes/true/a non-zero digit.
+    const auto& text = std::get<std::string>(*value);
+    auto first = text.find_first_not_of(" \t");
+    if (first == std::string::npos) return false;
+    char c = static_cast<char>(std::tolower(static_cast<unsigned char>(text[first])));
+    return c == 'y' || c == 't' || (c >= '1' && c <= '9');
+}
+
+void Halvora::request(const std::string& url, const RequestOptions& options, RequestCallback callback) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    sendRequest(*instance().context_, url, options, std::move(callback));
+}
+
+bool Halvora::isStarted() const { return context_->started; }
+
+const std::string& Halvora::api() const { return context_->api; }
+
+Halvora& Halvora::start() {
+    HALVORA_ASSERT_MAIN_THREAD();
+    if (context_->started) return *this;
+    platform::log(std::string("Initialised Halvora SDK ") + version());
+    context_->started = true;
+    reinitialize();
+    return *this;
+}
+
+Halvora& Halvora::stop() {
+    HALVORA_ASSERT_MAIN_THREAD();
+    // Both requests go out before the started flag is cleared, since requests check it when issued.
+    if (currentSession_ && currentSession_->isActive()) currentSession_->end(nullptr);
+    device_->deregister([](OptionalError error, const std::shared_ptr<HLVRESTResource>&) {
+        if (error) {
+            platform::log("Error stopping Halvora: " + error->description());
+        } else {
+            platform::log("Halvora Stopped");
+        }
+    });
+    context_->started = false;
+    return *this;
+}
+
+void Halvora::reinitialize() {
+    HALVORA_ASSERT_MAIN_THREAD();
+    if (!context_->started) return;
+    device_->runRegistrationLoop();
+}
+
+void Halvora::setApi(std::string api) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    bool changed = api != context_->api;
+    context_->api = std::move(api);
+    if (changed && context_->started) reinitialize();
+    if (context_->api != kDefaultApi) {
+        platform::log("Warning: Halvora is using non-production API " + context_->api);
+    }
+}
+
+void Halvora::setCustomData(const Json& data) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    device_->setCustomData(data);
+    if (context_->started) device_->registerDevice(nullptr);
+}
+
+Json Halvora::customData() const {
+    auto data = device_->customData();
+    return data ? *data : Json::object();
+}
+
+std::string Halvora::deviceId() const {
+    HALVORA_ASSERT_MAIN_THREAD();
+    return device_->id();
+}
+
+void Halvora::setDelegate(std::shared_ptr<HalvoraDelegate> delegate) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    delegate_ = std::move(delegate);
+}
+
+void Halvora::setOnStatusTap(std::function<void()> onTap) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    overlay_->onStatusTap = std::move(onTap);
+}
+
+std::function<void()> Halvora::onStatusTap() const { return overlay_->onStatusTap; }
+
+void Halvora::setTouchInjector(std::function<void(const HLVTouchEvent&)> inject) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    touchInjector_ = std::move(inject);
+}
+
+void Halvora::setKeyPressInjector(std::function<void(const HLVKeyPress&)> inject) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    keyInjector_ = std::move(inject);
+}
+
+void Halvora::setLinkHost(std::string host) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    linkHost_ = std::move(host);
+}
+
+std::shared_ptr<HLVSession> Halvora::makeSession() const {
+    auto session = HLVSession::create(context_, device_);
+    // The delegate is asked at every capture, so a delegate set later is asked too.
+    session->setWindowFilter([this](const platform::Window& window) {
+        if (!delegate_) return true;
+        return delegate_->halvoraShouldCaptureWindow(window).value_or(true);
+    });
+    return session;
+}
+
+void Halvora::setCurrentSession(std::shared_ptr<HLVSession> session) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    if (currentSession_) currentSession_->cleanup();
+    currentSession_ = std::move(session);
+    if (!currentSession_) return;
+
+    // The delegate's questions are asked about the session that was current when installed.
+    std::weak_ptr<HLVSession> installedFor = currentSession_;
+    currentSession_->onAgentEvent([this, installedFor](const HLVAgentEvent& event) {
+        routeAgentEvent(event, installedFor.lock());
+    });
+    currentSession_->onUpdated([this](const std::shared_ptr<HLVSession>& updated) {
+        HALVORA_ASSERT_MAIN_THREAD();
+        if (delegate_) delegate_->halvoraSessionDidUpdate(updated);
+    });
+    currentSession_->onActivated([this](const std::shared_ptr<HLVSession>&) {
+        overlay_->setActive(true);
+        // Keep the display awake while the agent watches. Never switched back: the application
+        // may have its own reasons to keep it off, so the timer is left to it.
+        platform::mainQueue().post([] { platform::application().setIdleTimerDisabled(true); });
+    });
+    currentSession_->onEnded([this](const std::shared_ptr<HLVSession>& ended) {
+        HALVORA_ASSERT_MAIN_THREAD();
+        // The application hears of the end before the banner goes.
+        if (delegate_) delegate_->halvoraSessionDidEnd(ended);
+        overlay_->setActive(false);
+        currentSession_.reset();
+        for (const auto& view : redactedViews_) unredact(view);
+        redactedViews_.clear();
+    });
+}
+
+void Halvora::routeAgentEvent(const HLVAgentEvent& event, const std::shared_ptr<HLVSession>& session) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    // The overlay sees everything first: laser and drawings only ever go there, and touches are
+    // shown even when the delegate refuses them.
+    overlay_->onAgentEvent(event);
+    std::visit(Overloaded{
+                   [this](const HLVURL& url) {
+                       if (url.url) openUrl(*url.url);
+                   },
+                   [this, &session](const HLVTouchEvent& touch) {
+                       if (delegate_ && delegate_->halvoraShouldAllowTouchEvent(touch, session) == false) return;
+                       if (touchInjector_) touchInjector_(touch);
+                   },
+                   [this, &session](const HLVKeyPress& key) {
+                       if (delegate_ && delegate_->halvoraShouldAllowKeyEvent(key, session) == false) return;
+                       if (keyInjector_) keyInjector_(key);
+                   },
+                   [](const HLVLaser&) {},
+                   [](const HLVDrawing&) {},
+               },
+               event);
+}
+
+void Halvora::openUrl(const std::string& url) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    if (!isOpenableWebUrl(url)) return;
+    platform::urlOpener().open(url);
+}
+
+void Halvora::adoptSession(std::optional<Json> answer, OptionalError error, const SessionCallback& callback) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    if (error) {
+        callback(std::move(error), nullptr);
+        return;
+    }
+    auto session = makeSession();
+    if (auto invalid = session->updateResource(std::move(answer))) {
+        callback(std::move(invalid), nullptr);
+        return;
+    }
+    setCurrentSession(session);
+    callback(std::nullopt, session);
+}
+
+Halvora& Halvora::createSession(SessionCallback callback) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    RequestOptions options;
+    options.method = "POST";
+    RequestCallback adopt = [this, callback = std::move(callback)](
+                                OptionalError error, std::optional<Json> answer,
+                                std::optional<platform::HttpResponse>) {
+        adoptSession(std::move(answer), std::move(error), callback);
+    };
+    sendRequest(*context_, HLVSession::url(*context_, std::nullopt), options, onMainQueue(std::move(adopt)));
+    return *this;
+}
+
+Halvora& Halvora::getSession(const std::string& idOrCode, SessionCallback callback) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    RequestCallback adopt = [this, callback = std::move(callback)](
+                                OptionalError error, std::optional<Json> answer,
+                                std::optional<platform::HttpResponse>) {
+        adoptSession(std::move(answer), std::move(error), callback);
+    };
+    sendRequest(*context_, HLVSession::url(*context_, idOrCode), {}, onMainQueue(std::move(adopt)));
+    return *this;
+}
+
+Halvora& Halvora::joinSession(const std::string& code, SessionCallback callback) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    if (currentSession_ && currentSession_->isActive()) {
+        callback(HLVError("Already in a session", 400), nullptr);
+        return *this;
+    }
+    getSession(code, [callback = std::move(callback)](OptionalError error, std::shared_ptr<HLVSession> session) {
+        if (error) {
+            callback(std::move(error), nullptr);
+            return;
+        }
+        session->activate(callback);
+    });
+    return *this;
+}
+
+bool Halvora::isHalvoraNotification(const Json& payload) {
+    const Json* marker = member(payload, "halvora-notification");
+    if (!marker) return false;
+    if (marker->is_boolean()) return marker->get<bool>();
+    if (marker->is_number()) return marker->get<double>() != 0;
+    return marker->is_string() && *marker == "true";
+}
+
+void Halvora::onPushNotification(const Json& payload) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    if (!isHalvoraNotification(payload)) return;
+    auto code = stringField(payload, "halvora-code");
+    if (!code) return;
+    joinFromOutside(*code);
+}
+
+void Halvora::joinFromOutside(const std::string& code) {
+    instance().joinSession(code, [](OptionalError error, const std::shared_ptr<HLVSession>&) {
+        if (error) platform::log("Error joining session " + error->description());
+    });
+}
+
+ServiceContextPtr FacadeAccess::context() { return Halvora::instance().context_; }
+
+std::shared_ptr<HLVSession> FacadeAccess::makeSession() { return Halvora::instance().makeSession(); }
+
+}  // namespace halvora

@@ -1,0 +1,180 @@
+#pragma once
+// Everything an application uses of Halvora: the facade `Halvora`, its delegate, the session
+// type and its states, the agent's events, errors, and the platform callbacks to forward.
+//
+//   #include <halvora/halvora.h>
+//
+//   auto& halvora = halvora::Halvora::instance();
+//   halvora.setApi("https://support.example.com");
+//   halvora.setCustomData({{"plan", "pro"}});
+//   halvora.start();
+//
+// Everything here is meant for the main thread (the thread running the installed main queue;
+// see <halvora/platform.h>). Debug builds abort with a message when a call comes from another.
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "halvora/agent.h"
+#include "halvora/agent_events.h"
+#include "halvora/app_events.h"
+#include "halvora/delegate.h"
+#include "halvora/error.h"
+#include "halvora/json.h"
+#include "halvora/platform/view.h"
+#include "halvora/platform/view_controller.h"
+#include "halvora/platform/window.h"
+#include "halvora/request.h"
+#include "halvora/session.h"
+#include "halvora/version.h"
+
+namespace halvora {
+
+class HLVDevice;
+class HLVHalvoraWindow;
+struct ServiceContext;
+struct FacadeAccess;
+
+class Halvora {
+public:
+    // The production service.
+    static constexpr const char* kDefaultApi = "https://api.halvora.io";
+
+    // error or none, session or none.
+    using SessionCallback = std::function<void(OptionalError, std::shared_ptr<HLVSession>)>;
+
+    // The process-wide instance, created on first use (on the main thread) and never destroyed.
+    // Creating it sends nothing.
+    static Halvora& instance();
+    // Whether the library starts itself at launch: the information key "HLVAutostart" when the
+    // application has it, else true.
+    static bool autostarts();
+    // One exchange with the service (used exactly as `url` gives it): the callback runs exactly
+    // once; at once with "Halvora not started" (code 0) while stopped; on the network thread when
+    // the exchange itself failed (the HTTP client's error in its own domain); otherwise on the
+    // main queue: 204 -> no error and no JSON; an answer that is not a JSON object or array -> a
+    // "json" domain error; status >= 400 -> HLVError(answer's "message" or "Request failed",
+    // status) with the parsed answer; else the parsed answer.
+    static void request(const std::string& url, const RequestOptions& options, RequestCallback callback);
+    // "1.5.4".
+    static std::string version() { return kHalvoraVersion; }
+
+    // Logs "Initialised Halvora SDK <version>", marks the library started and begins registering
+    // the device. A second start does nothing.
+    Halvora& start();
+    // Ends an active current session, deregisters the device, then marks the library stopped.
+    // The outcome is logged ("Halvora Stopped" or "Error stopping Halvora: ...").
+    Halvora& stop();
+    // While started: sets integrations up again and restarts the registration loop.
+    void reinitialize();
+    bool isStarted() const;
+
+    // The API base URL, without a trailing slash; request paths are appended to it. Not validated.
+    // Changing it while started registers again against the new base.
+    void setApi(std::string api);
+    const std::string& api() const;
+
+    // Application data sent with registrations and session activations; merged into what was set
+    // before (keys are never removed). Registers at once while started.
+    void setCustomData(const Json& data);
+    // The merged custom data; an empty object when none was set.
+    Json customData() const;
+
+    // This installation's persistent identifier; available before any registration.
+    std::string deviceId() const;
+    std::shared_ptr<HLVDevice> device() const { return device_; }
+
+    void setDelegate(std::shared_ptr<HalvoraDelegate> delegate);
+    std::shared_ptr<HalvoraDelegate> delegate() const { return delegate_; }
+
+    // Called when the user taps the sharing banner; by default opens the session screen.
+    void setOnStatusTap(std::function<void()> onTap);
+    std::function<void()> onStatusTap() const;
+
+    // The session the library is attached to, or none.
+    std::shared_ptr<HLVSession> currentSession() const { return currentSession_; }
+    // Cleans the previous current session up (even when it is the same one) and stores `session`.
+    void setCurrentSession(std::shared_ptr<HLVSession> session);
+    // POSTs a new session and makes it current. The callback is required.
+    Halvora& createSession(SessionCallback callback);
+    // Fetches a session by identifier or code and makes it current. The callback is required.
+    Halvora& getSession(const std::string& idOrCode, SessionCallback callback);
+    // Fetches the session with `code`, makes it current and activates it without asking the user
+    // (the agent started it, or the application already has the user's consent). Fails at once
+    // with "Already in a session" (400) while the current session is active.
+    Halvora& joinSession(const std::string& code, SessionCallback callback);
+
+    // Where allowed agent touches and key presses go; the remote-control layer installs these.
+    // Until one is installed they are shown by the overlay only.
+    void setTouchInjector(std::function<void(const HLVTouchEvent&)> inject);
+    void setKeyPressInjector(std::function<void(const HLVKeyPress&)> inject);
+
+    // Shows a web page on the agent's behalf (http and https only).
+    void openUrl(const std::string& url);
+
+    // Whether a push payload or notification-socket message is this library's: its
+    // "halvora-notification" is true, a non-zero number, or the string "true".
+    static bool isHalvoraNotification(const Json& payload);
+    // Joins the session a payload of this library names ("halvora-code"); anything else is
+    // ignored. Failures are only logged.
+    static void onPushNotification(const Json& payload);
+    // Joins `code` for a push, a notification-socket message or a link; failures are only logged
+    // ("Error joining session ...").
+    static void joinFromOutside(const std::string& code);
+
+    // Host of the service's session links ("https://<host>/session/123456").
+    void setLinkHost(std::string host);
+    const std::string& linkHost() const { return linkHost_; }
+    static constexpr const char* kDefaultLinkHost = "link.halvora.io";
+
+    // Screen hooks: the toolkit integration calls these for every screen of the application when
+    // it is about to appear and after it disappeared. While the current session is active, an
+    // appearing screen is announced to the agent (when it is the top screen) and the sensitive
+    // views it declares are masked until the session ends. Masks stay when a screen disappears.
+    void viewWillAppear(const platform::ViewControllerRef& viewController, bool animated);
+    void viewDidDisappear(const platform::ViewControllerRef& viewController, bool animated);
+
+    // Whether a window is drawn into frames: the key window always, the overlay never, others as
+    // the delegate answers (yes when it does not).
+    bool shouldCaptureWindow(const platform::Window& window) const;
+
+    // Masks: a view's mask is its first direct subview that is one. redact() masks at once (one
+    // mask per view, refreshed to the view's bounds and brought to the front); unredact() removes
+    // the mask on the next turn of the main queue.
+    static platform::ViewRef redactionOverlay(const platform::View& view);
+    static void redact(const platform::ViewRef& view);
+    static void unredact(const platform::ViewRef& view);
+    // The views masked now (by identity), in the order they were first masked.
+    const std::vector<platform::ViewRef>& redactedViews() const { return redactedViews_; }
+
+    // The overlay window's model (banner, annotations).
+    HLVHalvoraWindow& overlay() const { return *overlay_; }
+
+    Halvora(const Halvora&) = delete;
+    Halvora& operator=(const Halvora&) = delete;
+
+private:
+    friend struct FacadeAccess;
+    Halvora();
+    ~Halvora();
+    std::shared_ptr<HLVSession> makeSession() const;
+    void adoptSession(std::optional<Json> answer, OptionalError error, const SessionCallback& callback);
+    void routeAgentEvent(const HLVAgentEvent& event, const std::shared_ptr<HLVSession>& session);
+
+    // Shared with the device and sessions, which read the service's address and whether the
+    // library is started from it.
+    std::shared_ptr<ServiceContext> context_;
+    std::unique_ptr<HLVHalvoraWindow> overlay_;
+    std::shared_ptr<HLVSession> currentSession_;
+    std::shared_ptr<HalvoraDelegate> delegate_;
+    std::shared_ptr<HLVDevice> device_;
+    std::string linkHost_ = kDefaultLinkHost;
+    std::function<void(const HLVTouchEvent&)> touchInjector_;
+    std::function<void(const HLVKeyPress&)> keyInjector_;
+    std::vector<platform::ViewRef> redactedViews_;
+};
+
+}  // namespace halvora

@@ -1,0 +1,55 @@
+#pragma once
+// The host application as the library sees it: its windows, which one has focus, whether it is in
+// the foreground, the idle timer, and the means to make the views the library puts on screen.
+
+#include <memory>
+#include <vector>
+
+#include "halvora/platform/view.h"
+#include "halvora/platform/view_controller.h"
+#include "halvora/platform/window.h"
+
+namespace halvora::platform {
+
+enum class ApplicationState { active, inactive, background };
+
+class Application {
+public:
+    virtual ~Application() = default;
+
+    virtual ApplicationState state() const = 0;
+    // The application's windows, back to front (the library's overlay, when it is a window of its
+    // own, included).
+    virtual std::vector<WindowRef> windows() const = 0;
+    // The window with keyboard focus; none when the application shows nothing.
+    virtual WindowRef keyWindow() const = 0;
+    // The screen shown in the key window, front-most (top of a navigation stack, current page of
+    // a swipe view); none when it shows no screen.
+    virtual ViewControllerRef topViewController() const = 0;
+
+    // Keeps the display awake while true.
+    virtual void setIdleTimerDisabled(bool disabled) = 0;
+    virtual bool isIdleTimerDisabled() const = 0;
+
+    // A mask for a sensitive view: a dark blur with "REDACTED" in light grey, 14 points, centred
+    // in `frame`. The label stays where it was created, whatever later happens to the mask's frame.
+    virtual ViewRef makeRedactionMask(Rect frame) = 0;
+};
+
+// For hosts without a user interface (the command-line tool, unit tests): always active, no
+// windows, so the frame loop runs but captures nothing.
+class HeadlessApplication final : public Application {
+public:
+    ApplicationState state() const override { return ApplicationState::active; }
+    std::vector<WindowRef> windows() const override { return {}; }
+    WindowRef keyWindow() const override { return nullptr; }
+    ViewControllerRef topViewController() const override { return nullptr; }
+    void setIdleTimerDisabled(bool disabled) override { idleTimerDisabled_ = disabled; }
+    bool isIdleTimerDisabled() const override { return idleTimerDisabled_; }
+    ViewRef makeRedactionMask(Rect) override { return nullptr; }
+
+private:
+    bool idleTimerDisabled_ = false;
+};
+
+}  // namespace halvora::platform
