@@ -1,4 +1,4 @@
-// The change detector: what counts as the same picture, and forgetting the last one.
+// The change detector: what counts as the same picture. Forgetting it is "sync" in session_frames_test.
 #include <gtest/gtest.h>
 
 #include "capture/frame_change_detector.h"
@@ -35,16 +35,6 @@ TEST(FrameChangeDetector, AnotherSizeIsAChangeEvenWithTheSameBytes) {
     EXPECT_FALSE(detector.changed(filled(7, 8, 0)));
     EXPECT_TRUE(detector.changed(filled(0, 0, 0)));
     EXPECT_FALSE(detector.changed(filled(0, 0, 0)));
-}
-
-TEST(FrameChangeDetector, InvalidateMakesTheSamePictureCountAgain) {
-    FrameChangeDetector detector;
-    const RgbaFrame frame = filled(4, 4, 9);
-    ASSERT_TRUE(detector.changed(frame));
-    detector.invalidate();
-    EXPECT_FALSE(detector.hasLastFrame());
-    EXPECT_TRUE(detector.changed(frame));
-    EXPECT_FALSE(detector.changed(frame));
 }
 
 TEST(RgbaFrame, ShrinkingKeepsTheBufferAndBadSizesAreRefused) {

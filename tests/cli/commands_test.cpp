@@ -10,20 +10,19 @@ namespace {
 
 using platform::HttpRequest;
 using Result = std::optional<platform::HttpResult>;
-using testing::ScriptedHttpClient;
 
 class CommandsTest : public testing::FakeServiceTest {};
 
 TEST_F(CommandsTest, RegisterPrintsTheDeviceRecordWithTheCustomDataAndStaysRegistered) {
     const Json record = {{"type", "Device"}, {"id", "D"}, {"custom_data", {{"plan", "pro"}, {"seats", 3}}}};
-    routes["PUT device"] = [record](const HttpRequest&) -> Result { return ScriptedHttpClient::answer(200, record); };
+    routes["PUT device"] = [record](const HttpRequest&) -> Result { return answer(200, record); };
     options.command = cli::Command::Register;
     options.customData = {{"plan", "pro"}, {"seats", 3}};
 
     EXPECT_EQ(runCli(), cli::kExitOk);
     EXPECT_EQ(out.str(), record.dump(2) + "\n");
     EXPECT_EQ(err.str(), "");
-    for (const auto& request : scripted->sent()) {
+    for (const auto& request : http->sent()) {
         EXPECT_EQ(request.method, "PUT");
         EXPECT_EQ(bodyOf(request)["custom_data"], options.customData);
     }
@@ -39,7 +38,7 @@ TEST_F(CommandsTest, CreatePrintsTheSessionRecord) {
 
 TEST_F(CommandsTest, GetPassesTheCodeThroughAndReportsErrorsOnStderr) {
     routes["GET session"] = [](const HttpRequest&) -> Result {
-        return ScriptedHttpClient::answer(404, {{"message", "Session not found"}});
+        return answer(404, {{"message", "Session not found"}});
     };
     options.command = cli::Command::Get;
     options.code = "000000";

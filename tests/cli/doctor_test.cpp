@@ -13,7 +13,6 @@ namespace {
 
 using platform::HttpRequest;
 using Result = std::optional<platform::HttpResult>;
-using testing::ScriptedHttpClient;
 
 class DoctorTest : public testing::FakeServiceTest {
 protected:
@@ -68,7 +67,7 @@ TEST_F(DoctorTest, EveryStepPassesAgainstAWellBehavedService) {
 
 TEST_F(DoctorTest, ServiceErrorStopsThereWithDescriptionAndCodeAndStillDeregisters) {
     routes["POST sessions"] = [](const HttpRequest&) -> Result {
-        return ScriptedHttpClient::answer(503, {{"message", "No session codes are free"}});
+        return answer(503, {{"message", "No session codes are free"}});
     };
     EXPECT_EQ(runCli(), cli::kExitFailure);
     EXPECT_TRUE(printed("[FAIL] create session             0 ms"));
@@ -83,7 +82,7 @@ TEST_F(DoctorTest, ServiceErrorStopsThereWithDescriptionAndCodeAndStillDeregiste
 
 TEST_F(DoctorTest, TransportFailureNamesItsDomainAndAFailedCleanupIsReported) {
     routes["PUT device"] = [](const HttpRequest&) -> Result {
-        return ScriptedHttpClient::failure(7, "Couldn't connect to server");
+        return failure(7, "Couldn't connect to server");
     };
     routes["DELETE device"] = routes["PUT device"];
     EXPECT_EQ(runCli(), cli::kExitFailure);
@@ -95,7 +94,7 @@ TEST_F(DoctorTest, TransportFailureNamesItsDomainAndAFailedCleanupIsReported) {
 
 TEST_F(DoctorTest, SessionFoundByCodeMustBeTheOneCreated) {
     routes["GET session"] = [](const HttpRequest&) -> Result {
-        return ScriptedHttpClient::answer(200, session("S2", "pending"));
+        return answer(200, session("S2", "pending"));
     };
     EXPECT_EQ(runCli(), cli::kExitFailure);
     EXPECT_TRUE(printed("[FAIL] get session by code        0 ms"));
@@ -106,7 +105,7 @@ TEST_F(DoctorTest, SessionFoundByCodeMustBeTheOneCreated) {
 
 TEST_F(DoctorTest, EndingMustLeaveTheSessionEnded) {
     routes["PUT session"] = [](const HttpRequest&) -> Result {
-        return ScriptedHttpClient::answer(200, session("S1", "active"));
+        return answer(200, session("S1", "active"));
     };
     EXPECT_EQ(runCli(), cli::kExitFailure);
     EXPECT_TRUE(printed("[FAIL] end session                0 ms"));
@@ -116,7 +115,7 @@ TEST_F(DoctorTest, EndingMustLeaveTheSessionEnded) {
 
 TEST_F(DoctorTest, StopFailureComesFromTheLibraryLog) {
     routes["DELETE device"] = [](const HttpRequest&) -> Result {
-        return ScriptedHttpClient::answer(404, {{"message", "Device not found"}});
+        return answer(404, {{"message", "Device not found"}});
     };
     EXPECT_EQ(runCli(), cli::kExitFailure);
     EXPECT_TRUE(printed("[FAIL] deregister and stop        0 ms"));

@@ -10,32 +10,23 @@ using Result = std::optional<platform::HttpResult>;
 void FakeServiceTest::SetUp() {
     LibraryTest::SetUp();
     const Json record = {{"type", "Device"}, {"id", "D"}, {"next_registration", 600}};
-    routes["PUT device"] = [record](const platform::HttpRequest&) -> Result {
-        return ScriptedHttpClient::answer(200, record);
+    const auto reply = [](long status, const Json& body) {
+        return [status, body](const platform::HttpRequest&) -> Result { return answer(status, body); };
     };
-    routes["DELETE device"] = [record](const platform::HttpRequest&) -> Result {
-        return ScriptedHttpClient::answer(200, record);
-    };
-    routes["POST sessions"] = [](const platform::HttpRequest&) -> Result {
-        return ScriptedHttpClient::answer(201, session("S1", "pending"));
-    };
-    routes["GET session"] = [](const platform::HttpRequest&) -> Result {
-        return ScriptedHttpClient::answer(200, session("S1", "pending"));
-    };
+    routes["PUT device"] = routes["DELETE device"] = reply(200, record);
+    routes["POST sessions"] = reply(201, session("S1", "pending"));
+    routes["GET session"] = reply(200, session("S1", "pending"));
     routes["PUT session"] = [](const platform::HttpRequest& request) -> Result {
-        return ScriptedHttpClient::answer(200, session("S1", Json::parse(*request.body).at("state").get<std::string>()));
+        return answer(200, session("S1", Json::parse(*request.body).at("state").get<std::string>()));
     };
-    scripted = std::make_shared<ScriptedHttpClient>([this](const platform::HttpRequest& request) -> Result {
+    http->script = [this](const platform::HttpRequest& request) -> Result {
         auto route = routes.find(routeOf(request));
         if (route == routes.end()) {
             ADD_FAILURE() << "unexpected request " << request.method << " " << request.url;
-            return ScriptedHttpClient::answer(404, {{"message", "Not found"}});
+            return answer(404, {{"message", "Not found"}});
         }
         return route->second(request);
-    });
-    platform::Services services;
-    services.http = scripted;
-    platform::install(std::move(services));
+    };
     options.api = kApi;
 }
 
@@ -55,6 +46,12 @@ std::string FakeServiceTest::routeOf(const platform::HttpRequest& request) {
     if (path == "/api/1/sessions") return request.method + " sessions";
     if (path.starts_with("/api/1/sessions/")) return request.method + " session";
     return request.method + " " + path;
+}
+
+std::vector<std::string> FakeServiceTest::sentLines() const {
+    std::vector<std::string> lines;
+    for (const auto& request : http->sent()) lines.push_back(request.method + " " + request.url);
+    return lines;
 }
 
 std::vector<std::string> FakeServiceTest::linesOf(const std::string& text) {

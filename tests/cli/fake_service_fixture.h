@@ -1,7 +1,7 @@
 #pragma once
 // Runs the tool's commands against a scripted service: the library fixture (manual clock,
-// in-memory stores), a ScriptedHttpClient that plays a well-behaved service unless a test
-// replaces a route, and a LogRelay whose echo the test can read.
+// in-memory stores) whose HTTP client plays a well-behaved service unless a test replaces a
+// route, and a LogRelay whose echo the test can read.
 
 #include <map>
 #include <memory>
@@ -11,14 +11,13 @@
 #include "tools/cli/cli_options.h"
 #include "tools/cli/host_setup.h"
 #include "tools/cli/log_relay.h"
-#include "tests/cli/scripted_http_client.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora::testing {
 
 class FakeServiceTest : public LibraryTest {
 protected:
-    using Route = ScriptedHttpClient::Script;
+    using Route = FakeHttpClient::Script;
     static constexpr const char* kApi = "http://svc";
 
     void SetUp() override;
@@ -26,14 +25,18 @@ protected:
     int runCli(bool echoLog = true);
 
     static Json session(const std::string& id, const std::string& state);
+    static platform::HttpResult answer(long status, const Json& body) { return FakeHttpClient::answer(status, body.dump()); }
+    static platform::HttpResult failure(long code, std::string message) {
+        return FakeHttpClient::failure(code, std::move(message));
+    }
     // "PUT device", "POST sessions", "GET session", "PUT session", "DELETE device".
     static std::string routeOf(const platform::HttpRequest& request);
-    std::vector<std::string> sentLines() const { return scripted->sentLines(); }
+    // "METHOD url" of every request, in order.
+    std::vector<std::string> sentLines() const;
     // One line per element, without the trailing newline.
     static std::vector<std::string> linesOf(const std::string& text);
 
     std::map<std::string, Route> routes;
-    std::shared_ptr<ScriptedHttpClient> scripted;
     cli::CliOptions options;
     std::ostringstream out;
     std::ostringstream err;

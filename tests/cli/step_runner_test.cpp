@@ -12,11 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(StepFormatTest, ErrorsNameForeignDomainsOnly) {
-    EXPECT_EQ(describeError(HLVError("Session not found", 404)), "Session not found (code 404)");
-    EXPECT_EQ(describeError(HLVError::inDomain("curl", 7, "Couldn't connect")), "Couldn't connect (domain curl, code 7)");
-}
-
 class StepRunnerTest : public ::testing::Test {
 protected:
     std::shared_ptr<platform::ManualClock> clock = std::make_shared<platform::ManualClock>();

@@ -19,18 +19,11 @@ protected:
     }
 };
 
-TEST_F(FacadeTest, OneInstanceThatSendsNothingUntilStarted) {
+TEST_F(FacadeTest, OneInstanceThatRegistersOnceWhenStartedTwice) {
     EXPECT_EQ(&Halvora::instance(), &halvora);
-    EXPECT_FALSE(halvora.isStarted());
-    EXPECT_EQ(halvora.api(), Halvora::kDefaultApi);
-    EXPECT_EQ(Halvora::version(), "1.5.4");
-    EXPECT_TRUE(halvora.customData().is_object());
-    EXPECT_TRUE(halvora.customData().empty());
-    EXPECT_TRUE(http->sent().empty());
-}
-
-TEST_F(FacadeTest, StartTwiceLogsAndRegistersOnce) {
     halvora.setApi("http://svc");
+    EXPECT_FALSE(halvora.isStarted());
+    EXPECT_TRUE(http->sent().empty());
     halvora.start();
     halvora.start();
     EXPECT_TRUE(halvora.isStarted());
@@ -59,20 +52,6 @@ TEST_F(FacadeTest, ApiChangesReRegisterOnlyWhenStartedAndChanged) {
 
     halvora.setApi(Halvora::kDefaultApi);  // back to production: no warning for it
     for (const auto& line : logLines()) EXPECT_EQ(line.find(Halvora::kDefaultApi), std::string::npos) << line;
-}
-
-TEST_F(FacadeTest, CustomDataMergesAndRegistersOnlyWhileStarted) {
-    halvora.setApi("http://svc");
-    halvora.setCustomData({{"a", 1}});
-    EXPECT_TRUE(http->sent().empty());
-    EXPECT_EQ(halvora.customData(), (Json{{"a", 1}}));
-
-    halvora.start();
-    http->respondJson(200, R"({"id":"d","next_registration":600})");
-    runPending();
-    halvora.setCustomData({{"b", 2}});
-    ASSERT_EQ(http->sent().size(), 2u);
-    EXPECT_EQ(bodyOf(http->lastSent())["custom_data"], (Json{{"a", 1}, {"b", 2}}));
 }
 
 TEST_F(FacadeTest, StopWithoutSessionOnlyDeregistersAndLogsTheOutcome) {
@@ -107,44 +86,41 @@ Json sessionRecord(const char* state) {
     return {{"type", "Session"}, {"id", "s1"}, {"code", "123456"}, {"state", state}};
 }
 
-TEST_F(FacadeTest, StopEndsAnActiveSessionBeforeDeregistering) {
+// An active session is ended before the deregistration; a pending one is left alone. stop()
+// itself keeps the session: its end arrives with the answer.
+TEST_F(FacadeTest, StopEndsOnlyAnActiveSessionBeforeDeregistering) {
     halvora.setApi("http://svc");
     halvora.start();
-    auto session = HLVSession::create();
-    session->updateResource(sessionRecord("active"));
-    halvora.setCurrentSession(session);
-    halvora.stop();
-    auto sent = http->sent();
-    ASSERT_EQ(sent.size(), 3u);
-    EXPECT_EQ(sent[1].method, "PUT");
-    EXPECT_EQ(sent[1].url, "http://svc/api/1/sessions/s1");
-    EXPECT_EQ(bodyOf(sent[1]), (Json{{"state", "ended"}}));
-    EXPECT_EQ(sent[2].method, "DELETE");
-    // stop() itself keeps the session; its end arrives with the answer.
-    EXPECT_EQ(halvora.currentSession(), session);
-}
-
-TEST_F(FacadeTest, StopLeavesAPendingSessionAlone) {
-    halvora.setApi("http://svc");
-    halvora.start();
-    auto session = HLVSession::create();
-    session->updateResource(sessionRecord("pending"));
-    halvora.setCurrentSession(session);
+    auto pending = HLVSession::create();
+    pending->updateResource(sessionRecord("pending"));
+    halvora.setCurrentSession(pending);
     halvora.stop();
     EXPECT_EQ(requestsTo("PUT"), 1u);  // only the registration
     EXPECT_EQ(requestsTo("DELETE"), 1u);
+
+    halvora.start();
+    auto active = HLVSession::create();
+    active->updateResource(sessionRecord("active"));
+    halvora.setCurrentSession(active);
+    const auto before = http->sent().size();
+    halvora.stop();
+    auto sent = http->sent();
+    ASSERT_EQ(sent.size(), before + 2);
+    EXPECT_EQ(sent[before].method, "PUT");
+    EXPECT_EQ(sent[before].url, "http://svc/api/1/sessions/s1");
+    EXPECT_EQ(bodyOf(sent[before]), (Json{{"state", "ended"}}));
+    EXPECT_EQ(sent[before + 1].method, "DELETE");
+    EXPECT_EQ(halvora.currentSession(), active);
 }
 
 TEST_F(FacadeTest, AutostartFollowsTheInformationKey) {
     EXPECT_TRUE(Halvora::autostarts());
-    app->info["HLVAutostart"] = false;
-    EXPECT_FALSE(Halvora::autostarts());
-    app->info["HLVAutostart"] = true;
-    EXPECT_TRUE(Halvora::autostarts());
-    app->info["HLVAutostart"] = std::string("NO");
-    EXPECT_FALSE(Halvora::autostarts());
-    app->info["HLVAutostart"] = std::string("YES");
-    EXPECT_TRUE(Halvora::autostarts());
+    const std::pair<platform::InfoValue, bool> cases[] = {
+        {false, false}, {true, true}, {std::string("NO"), false}, {std::string("YES"), true}};
+    for (const auto& [value, expected] : cases) {
+        app->info["HLVAutostart"] = value;
+        EXPECT_EQ(Halvora::autostarts(), expected) << value.index();
+    }
 }
 
 }  // namespace

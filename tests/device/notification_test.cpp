@@ -88,13 +88,13 @@ TEST_F(NotificationTest, AnAgentStartedSessionIsJoinedWithoutAsking) {
 }
 
 TEST_F(NotificationTest, PayloadsThatAreNotTheLibrarysAreIgnored) {
-    EXPECT_TRUE(Halvora::isHalvoraNotification(Json{{"halvora-notification", 1}}));
-    EXPECT_TRUE(Halvora::isHalvoraNotification(Json{{"halvora-notification", "true"}}));
-    EXPECT_FALSE(Halvora::isHalvoraNotification(Json{{"halvora-notification", "TRUE"}}));
-    EXPECT_FALSE(Halvora::isHalvoraNotification(Json{{"halvora-notification", "yes"}}));
-    EXPECT_FALSE(Halvora::isHalvoraNotification(Json{{"halvora-notification", false}}));
-    EXPECT_FALSE(Halvora::isHalvoraNotification(Json{{"aps", Json::object()}}));
-    EXPECT_FALSE(Halvora::isHalvoraNotification(Json::array({true})));
+    for (const Json& flag : {Json(1), Json("true")}) {
+        EXPECT_TRUE(Halvora::isHalvoraNotification(Json{{"halvora-notification", flag}})) << flag;
+    }
+    for (const Json& other : {Json{{"halvora-notification", "TRUE"}}, Json{{"halvora-notification", "yes"}},
+                              Json{{"halvora-notification", false}}, Json{{"aps", Json::object()}}, Json::array({true})}) {
+        EXPECT_FALSE(Halvora::isHalvoraNotification(other)) << other;
+    }
 
     answerRegistration(kWithUrl);
     auto sent = http->sent().size();

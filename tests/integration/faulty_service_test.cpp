@@ -22,19 +22,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::Reply;
 
-// A loopback port with nothing listening on it.
-std::string closedPortUrl() {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    socklen_t length = sizeof address;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-    close(fd);
-    return "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-}
-
 class FaultyServiceTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -119,7 +106,7 @@ TEST_F(FaultyServiceTest, DroppedAndSilentConnectionsFailOnce) {
 }
 
 TEST_F(FaultyServiceTest, RefusedConnectionReachesTheRegistrationLog) {
-    halvora.setApi(closedPortUrl());  // re-registers at once against nothing
+    halvora.setApi("http://127.0.0.1:" + std::to_string(testing::unusedLoopbackPort()));  // re-registers at once against nothing
     ASSERT_TRUE(loop->runUntil(
         [&] {
             for (const auto& line : logged) {

@@ -70,8 +70,11 @@ TEST_F(SessionFramesTest, OnlyChangedOrResyncedPicturesAreSentNumberedFromOne) {
     std::vector<std::string> keys;
     for (const auto& item : first.items()) keys.push_back(item.key());
     EXPECT_EQ(keys, (std::vector<std::string>{"type", "id", "image", "timestamp", "mime_type"}));
+    EXPECT_EQ(first["type"], "Frame");
     EXPECT_EQ(first["id"], 1);
+    EXPECT_EQ(first["mime_type"], "image/jpeg");
     ASSERT_TRUE(first["image"].is_binary());
+    EXPECT_FALSE(first["image"].get_binary().has_subtype());
     const auto& jpeg = first["image"].get_binary();
     ASSERT_GT(jpeg.size(), 2u);
     EXPECT_EQ(jpeg[0], 0xFF);
@@ -183,16 +186,21 @@ TEST_F(SessionFramesTest, TheTopScreenIsAnnouncedWhileActiveWithANullTitleWhenIt
     ui->top = shown;
     session->viewWillAppear(other, true);
     session->viewWillAppear(shown, false);
+    shown->screenTitle = "Pay";
+    session->viewWillAppear(shown, false);
     auto screens = sent("screen");
-    ASSERT_EQ(screens.size(), 1u);
+    ASSERT_EQ(screens.size(), 2u);
+    std::vector<std::string> keys;
+    for (const auto& item : screens[0].items()) keys.push_back(item.key());
+    EXPECT_EQ(keys, (std::vector<std::string>{"type", "class", "title", "timestamp"}));
     EXPECT_EQ(screens[0]["type"], "Screen");
     EXPECT_EQ(screens[0]["class"], "CheckoutScreen");
     EXPECT_TRUE(screens[0]["title"].is_null());
+    EXPECT_EQ(screens[1]["title"], "Pay");
 
-    shown->screenTitle = "Pay";
     session->updateResource(record("pending"));
     session->viewWillAppear(shown, false);
-    EXPECT_EQ(sent("screen").size(), 1u);
+    EXPECT_EQ(sent("screen").size(), 2u);
 }
 
 }  // namespace

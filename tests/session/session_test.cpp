@@ -57,11 +57,15 @@ TEST_F(SessionTest, InvalidRecordsAreRejectedWithoutTouchingTheCurrentOne) {
     EXPECT_EQ(ended, 0);
 }
 
-TEST_F(SessionTest, EndCallbacksFireOnceOnTheFirstEndedRecord) {
+// Update callbacks see the ended state before the end callbacks run, and those run only once.
+TEST_F(SessionTest, EndCallbacksFireOnceOnTheFirstEndedRecordAfterTheUpdate) {
+    std::vector<std::string> order;
+    session->onUpdated([&](const auto& s) { order.push_back("updated:" + *s->state()); });
+    session->onEnded([&](const auto&) { order.push_back("ended"); });
     session->updateResource(record("pending"));
     session->updateResource(record("ended"));
     session->updateResource(record("ended"));
-    EXPECT_EQ(updated, 3);
+    EXPECT_EQ(order, (std::vector<std::string>{"updated:pending", "updated:ended", "ended", "updated:ended"}));
     EXPECT_EQ(ended, 1);
 
     auto fresh = HLVSession::create();
@@ -69,14 +73,6 @@ TEST_F(SessionTest, EndCallbacksFireOnceOnTheFirstEndedRecord) {
     fresh->onEnded([&](const auto&) { ++freshEnded; });
     fresh->updateResource(record("ended"));  // already ended on arrival
     EXPECT_EQ(freshEnded, 1);
-}
-
-TEST_F(SessionTest, UpdateCallbacksSeeTheEndedStateBeforeEndCallbacksRun) {
-    std::vector<std::string> order;
-    session->onUpdated([&](const auto& s) { order.push_back("updated:" + *s->state()); });
-    session->onEnded([&](const auto&) { order.push_back("ended"); });
-    session->updateResource(record("ended"));
-    EXPECT_EQ(order, (std::vector<std::string>{"updated:ended", "ended"}));
 }
 
 TEST_F(SessionTest, StatesAndAgent) {
@@ -140,7 +136,7 @@ TEST_F(SessionTest, ActivationAnsweredWithAnotherStateStartsNothing) {
     EXPECT_FALSE(session->isFrameLoopRunning());
 }
 
-TEST_F(SessionTest, FailedActivationOrEndChangesNothing) {
+TEST_F(SessionTest, FailedActivationOrEndChangesNothingAndTheEndFiresFromTheAnswer) {
     session->updateResource(record("pending"));
     OptionalError seen;
     std::shared_ptr<HLVSession> given = session;
@@ -161,11 +157,8 @@ TEST_F(SessionTest, FailedActivationOrEndChangesNothing) {
     runPending();
     EXPECT_TRUE(session->isPending());
     EXPECT_EQ(ended, 0);
-}
 
-TEST_F(SessionTest, EndFiresFromTheAdoptedAnswer) {
-    session->updateResource(record("active"));
-    session->end(nullptr);
+    session->end(nullptr);  // the end fires from the adopted answer, not from the call
     EXPECT_EQ(ended, 0);
     http->respondJson(200, record("ended").dump());
     runPending();

@@ -12,14 +12,6 @@ namespace {
 
 Value bytes(std::vector<std::uint8_t> data) { return binary(std::move(data)); }
 
-Packet decodeOne(const std::string& text) {
-    Decoder decoder;
-    auto result = decoder.feedText(text);
-    auto* packet = std::get_if<Packet>(&result);
-    if (!packet) ADD_FAILURE() << "not decoded: " << text;
-    return packet ? *packet : Packet{};
-}
-
 bool isError(const Decoder::Result& result) { return std::holds_alternative<Decoder::Error>(result); }
 
 // Encodes, then feeds the text and every attachment to a fresh decoder.
@@ -36,47 +28,48 @@ Packet roundTrip(const Packet& packet) {
     return decoded ? *decoded : Packet{};
 }
 
-TEST(SioPacket, EncodesTheProtocolExamples) {
-    EXPECT_EQ(encode({Type::event, "/", std::nullopt, Value::array({"hello", 1})}).text, R"(2["hello",1])");
-    EXPECT_EQ(encode({Type::ack, "/admin", 13, Value::array({"bar"})}).text, R"(3/admin,13["bar"])");
-    EXPECT_EQ(encode({Type::connectError, "/", std::nullopt, {{"message", "Not authorized"}}}).text,
-              R"(4{"message":"Not authorized"})");
-    EXPECT_EQ(encode({Type::connect, "/", std::nullopt, nullptr}).text, "0");
+// Each example both ways: the packet encodes to the text (and attachments), and decodes back.
+TEST(SioPacket, EncodesAndDecodesTheProtocolExamples) {
+    struct Example {
+        Packet packet;
+        std::string text;
+        std::vector<Binary> attachments;
+    };
+    const Example examples[] = {
+        {{Type::event, "/", std::nullopt, Value::array({"hello", 1})}, R"(2["hello",1])", {}},
+        {{Type::ack, "/admin", 13, Value::array({"bar"})}, R"(3/admin,13["bar"])", {}},
+        {{Type::connectError, "/", std::nullopt, {{"message", "Not authorized"}}}, R"(4{"message":"Not authorized"})", {}},
+        {{Type::connect, "/", std::nullopt, nullptr}, "0", {}},
+        {{Type::connect, "/", std::nullopt, {{"sid", "abc"}}}, R"(0{"sid":"abc"})", {}},
+        {{Type::disconnect, "/admin", std::nullopt, nullptr}, "1/admin,", {}},
+        {{Type::event, "/", std::nullopt, Value::array({"hello", bytes({1, 2, 3})})},
+         R"(51-["hello",{"_placeholder":true,"num":0}])", {Binary({1, 2, 3})}},
+        {{Type::ack, "/", 15, Value::array({"bar", bytes({4})})}, R"(61-15["bar",{"_placeholder":true,"num":0}])",
+         {Binary({4})}},
+    };
+    for (const auto& [packet, text, attachments] : examples) {
+        SCOPED_TRACE(text);
+        const Encoded encoded = encode(packet);
+        EXPECT_EQ(encoded.text, text);
+        EXPECT_EQ(encoded.attachments, attachments);
 
-    Encoded binaryEvent = encode({Type::event, "/", std::nullopt, Value::array({"hello", bytes({1, 2, 3})})});
-    EXPECT_EQ(binaryEvent.text, R"(51-["hello",{"_placeholder":true,"num":0}])");
-    ASSERT_EQ(binaryEvent.attachments.size(), 1u);
-    EXPECT_EQ(binaryEvent.attachments[0], Binary({1, 2, 3}));
-
-    Encoded binaryAck = encode({Type::ack, "/", 15, Value::array({"bar", bytes({4})})});
-    EXPECT_EQ(binaryAck.text, R"(61-15["bar",{"_placeholder":true,"num":0}])");
-}
-
-TEST(SioPacket, DecodesTheProtocolExamples) {
-    Packet event = decodeOne(R"(2["hello",1])");
-    EXPECT_EQ(event.type, Type::event);
-    EXPECT_EQ(event.nsp, "/");
-    EXPECT_FALSE(event.id);
-    EXPECT_EQ(event.data, Value::array({"hello", 1}));
-
-    Packet ack = decodeOne(R"(3/admin,13["bar"])");
-    EXPECT_EQ(ack.type, Type::ack);
-    EXPECT_EQ(ack.nsp, "/admin");
-    EXPECT_EQ(ack.id, 13u);
-
-    EXPECT_EQ(decodeOne(R"(4{"message":"Not authorized"})").data["message"], "Not authorized");
-    EXPECT_EQ(decodeOne(R"(0{"sid":"abc"})").data["sid"], "abc");
-    EXPECT_TRUE(decodeOne("0").data.is_null());
-    EXPECT_EQ(decodeOne("1/admin,").nsp, "/admin");
-
-    Decoder decoder;
-    EXPECT_TRUE(std::holds_alternative<Decoder::NeedMore>(
-        decoder.feedText(R"(51-["hello",{"_placeholder":true,"num":0}])")));
-    EXPECT_TRUE(decoder.awaitingAttachments());
-    auto result = decoder.feedBinary("\x01\x02");
-    ASSERT_TRUE(std::holds_alternative<Packet>(result));
-    EXPECT_EQ(std::get<Packet>(result).data, Value::array({"hello", bytes({1, 2})}));
-    EXPECT_FALSE(decoder.awaitingAttachments());
+        Decoder decoder;
+        auto result = decoder.feedText(text);
+        for (const auto& attachment : attachments) {
+            EXPECT_TRUE(decoder.awaitingAttachments());
+            result = decoder.feedBinary({reinterpret_cast<const char*>(attachment.data()), attachment.size()});
+        }
+        EXPECT_FALSE(decoder.awaitingAttachments());
+        const auto* decoded = std::get_if<Packet>(&result);
+        ASSERT_TRUE(decoded);
+        const Type wireType = attachments.empty()      ? packet.type
+                              : packet.type == Type::ack ? Type::binaryAck
+                                                       : Type::binaryEvent;
+        EXPECT_EQ(decoded->type, wireType);
+        EXPECT_EQ(decoded->nsp, packet.nsp);
+        EXPECT_EQ(decoded->id, packet.id);
+        EXPECT_EQ(decoded->data, packet.data);
+    }
 }
 
 TEST(SioPacket, RoundTripsNamespacesIdsAndNestedBinaries) {

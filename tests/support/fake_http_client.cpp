@@ -5,8 +5,12 @@
 namespace halvora::testing {
 
 void FakeHttpClient::send(platform::HttpRequest request, Completion completion) {
+    {
+        std::lock_guard lock(mutex_);
+        sent_.push_back(request);
+    }
+    if (auto result = script ? script(request) : std::nullopt) return completion(std::move(*result));
     std::lock_guard lock(mutex_);
-    sent_.push_back(request);
     pending_.push_back({std::move(request), std::move(completion)});
 }
 
@@ -34,19 +38,25 @@ FakeHttpClient::Pending FakeHttpClient::takeOldest() {
     return oldest;
 }
 
-void FakeHttpClient::respond(long status, const std::string& body) {
-    auto pending = takeOldest();
+platform::HttpResult FakeHttpClient::answer(long status, std::string body) {
     platform::HttpResult result;
     result.response = platform::HttpResponse{status, {{"Content-Type", "application/json"}}};
-    result.body = body;
-    pending.completion(std::move(result));
+    result.body = std::move(body);
+    return result;
+}
+
+platform::HttpResult FakeHttpClient::failure(long code, std::string message) {
+    platform::HttpResult result;
+    result.error = platform::TransportError{"curl", code, std::move(message)};
+    return result;
+}
+
+void FakeHttpClient::respond(long status, const std::string& body) {
+    takeOldest().completion(answer(status, body));
 }
 
 void FakeHttpClient::fail(long code, const std::string& message) {
-    auto pending = takeOldest();
-    platform::HttpResult result;
-    result.error = platform::TransportError{"curl", code, message};
-    pending.completion(std::move(result));
+    takeOldest().completion(failure(code, message));
 }
 
 }  // namespace halvora::testing

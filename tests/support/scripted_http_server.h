@@ -1,17 +1,8 @@
 #pragma once
 // A loopback HTTP/1.1 server for tests. It records every request and answers from a script:
 // queued replies first (one per request, in arrival order), then an optional handler, then the
-// default reply. Keep-alive and concurrent connections work; each connection has its own thread.
-//
-//   ScriptedHttpServer server;
-//   server.setDefaultReply(Reply::json(200, R"({"a":1})"));
-//   server.enqueueReply(Reply::neverAnswer());      // the first request hangs
-//   client.send({server.url("/v1/things"), ...});
-//   ASSERT_TRUE(server.waitForRequests(1));
-//   EXPECT_EQ(server.requests()[0].method, "GET");
-//
-// Every member is thread-safe. The destructor stops promptly, even with connections that were
-// told never to answer.
+// default reply. Keep-alive works; each connection has its own thread. Every member is
+// thread-safe, and the destructor stops promptly even with connections told never to answer.
 
 #include <chrono>
 #include <cstdint>
@@ -36,8 +27,6 @@ struct RecordedRequest {
 
     // The first header with this name (case-insensitive).
     std::optional<std::string> header(std::string_view name) const;
-    // The target without its query string.
-    std::string path() const;
 };
 
 struct Reply {
@@ -53,14 +42,26 @@ struct Reply {
     std::string body;
 
     static Reply status(int code, std::string body = {}, std::string contentType = "text/plain");
-    static Reply json(int code, std::string body);
-    static Reply noContent();
-    static Reply redirect(int code, std::string location);
-    static Reply neverAnswer();
-    static Reply closeConnection();
+    static Reply json(int code, std::string body) { return status(code, std::move(body), "application/json"); }
+    static Reply noContent() { return status(204); }
+    static Reply redirect(int code, std::string location) {
+        return status(code).withHeader("Location", std::move(location));
+    }
+    static Reply neverAnswer() { return Reply().as(Kind::NeverAnswer); }
+    static Reply closeConnection() { return Reply().as(Kind::CloseWithoutAnswer); }
 
-    Reply& withHeader(std::string name, std::string value);
+    Reply& as(Kind k) {
+        kind = k;
+        return *this;
+    }
+    Reply& withHeader(std::string name, std::string value) {
+        headers.emplace_back(std::move(name), std::move(value));
+        return *this;
+    }
 };
+
+// A loopback port nobody listens on: bound once, then released.
+std::uint16_t unusedLoopbackPort();
 
 class ScriptedHttpServer {
 public:
@@ -75,8 +76,8 @@ public:
     ScriptedHttpServer& operator=(const ScriptedHttpServer&) = delete;
 
     std::uint16_t port() const;
-    std::string baseUrl() const;                       // "http://127.0.0.1:PORT"
-    std::string url(std::string_view target) const;    // baseUrl() + target
+    std::string baseUrl() const { return "http://127.0.0.1:" + std::to_string(port()); }
+    std::string url(std::string_view target) const { return baseUrl() + std::string(target); }
 
     // Until changed: 404 with a "no scripted reply" body, so unplanned requests stand out.
     void setDefaultReply(Reply reply);
@@ -89,10 +90,6 @@ public:
                          std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
     // Connections accepted so far.
     std::size_t connectionCount() const;
-
-    // Closes the listening socket and every connection, and joins the threads. Later requests are
-    // refused. Idempotent; the destructor calls it.
-    void stop();
 
 private:
     struct Impl;
