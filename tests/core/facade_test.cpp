@@ -1,7 +1,10 @@
 // The facade's lifecycle and configuration.
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "halvora/halvora.h"
+#include "facade/facade_access.h"
 #include "device/device.h"
 #include "halvora/session.h"
 #include "tests/support/library_fixture.h"
@@ -91,7 +94,7 @@ Json sessionRecord(const char* state) {
 TEST_F(FacadeTest, StopEndsOnlyAnActiveSessionBeforeDeregistering) {
     halvora.setApi("http://svc");
     halvora.start();
-    auto pending = HLVSession::create();
+    auto pending = FacadeAccess::makeSession();
     pending->updateResource(sessionRecord("pending"));
     halvora.setCurrentSession(pending);
     halvora.stop();
@@ -99,7 +102,7 @@ TEST_F(FacadeTest, StopEndsOnlyAnActiveSessionBeforeDeregistering) {
     EXPECT_EQ(requestsTo("DELETE"), 1u);
 
     halvora.start();
-    auto active = HLVSession::create();
+    auto active = FacadeAccess::makeSession();
     active->updateResource(sessionRecord("active"));
     halvora.setCurrentSession(active);
     const auto before = http->sent().size();
@@ -122,6 +125,28 @@ TEST_F(FacadeTest, AutostartFollowsTheInformationKey) {
         EXPECT_EQ(Halvora::autostarts(), expected) << value.index();
     }
 }
+
+#if HALVORA_THREAD_CHECKS
+// A host that calls the library from another thread must hear of it at once in development, not
+// through a rare race in the field.
+TEST_F(FacadeTest, EntryPointsAndCallbacksAbortOffTheMainThread) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto offMain = [](std::function<void()> call) { std::thread(std::move(call)).join(); };
+    EXPECT_DEATH(offMain([] { Halvora::instance().start(); }), "start must be called on the main thread");
+    EXPECT_DEATH(offMain([] { Halvora::instance().joinSession("123456", [](OptionalError, std::shared_ptr<HLVSession>) {}); }),
+                 "joinSession must be called on the main thread");
+    EXPECT_DEATH(offMain([] { HalvoraAppEvents::didOpenUrl("https://link.halvora.io/session/123456"); }),
+                 "didOpenUrl must be called on the main thread");
+    // A session's callbacks reach the delegate only on the main thread.
+    auto session = FacadeAccess::makeSession();
+    Halvora::instance().setCurrentSession(session);
+    EXPECT_DEATH(offMain([&] { session->updateResource(Json::parse(R"({"type":"Session","id":"S","state":"pending"})")); }),
+                 "must be called on the main thread");
+    // On the main thread the same calls go through.
+    Halvora::instance().start();
+    EXPECT_TRUE(Halvora::instance().isStarted());
+}
+#endif
 
 }  // namespace
 }  // namespace halvora

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "halvora/halvora.h"
+#include "facade/facade_access.h"
 #include "halvora/rest_resource.h"
 #include "tests/support/library_fixture.h"
 
@@ -11,6 +12,7 @@ namespace {
 class Record final : public HLVRESTResource {
 public:
     static std::shared_ptr<Record> make() { return std::shared_ptr<Record>(new Record()); }
+    Record() : HLVRESTResource(FacadeAccess::context()) {}
     std::string url() const override { return "http://svc/records/1"; }
 };
 
@@ -19,8 +21,9 @@ protected:
     void SetUp() override {
         LibraryTest::SetUp();
         startLibrary();
+        record = Record::make();
     }
-    std::shared_ptr<Record> record = Record::make();
+    std::shared_ptr<Record> record;
 };
 
 TEST_F(ResourceTest, FetchWithoutCompletionStillAdoptsTheAnswer) {

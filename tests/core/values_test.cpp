@@ -8,6 +8,7 @@
 #include "halvora/error.h"
 #include "protocol/iso_string.h"
 #include "base/json_fields.h"
+#include "halvora/agent_events.h"
 #include "protocol/web_url.h"
 #include "halvora/version.h"
 

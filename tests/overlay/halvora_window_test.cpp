@@ -37,10 +37,10 @@ protected:
         window = std::make_unique<HLVHalvoraWindow>();
     }
     void laserAt(double x, double y, const char* state = "touchmove") {
-        window->onAgentEvent(HLVLaser::from(Json{{"type", "Laser"}, {"state", state}, {"x", x}, {"y", y}}));
+        window->onAgentEvent(*HLVLaser::from(Json{{"type", "Laser"}, {"state", state}, {"x", x}, {"y", y}}));
     }
     void touch(const char* state, double x, double y, Json id = 1) {
-        window->onAgentEvent(HLVTouchEvent::from(Json{{"type", "Touch"}, {"id", id}, {"state", state}, {"x", x}, {"y", y}}));
+        window->onAgentEvent(*HLVTouchEvent::from(Json{{"type", "Touch"}, {"id", id}, {"state", state}, {"x", x}, {"y", y}}));
     }
     std::shared_ptr<RotatingScreen> screen = std::make_shared<RotatingScreen>();
     std::unique_ptr<HLVHalvoraWindow> window;
@@ -68,7 +68,7 @@ TEST_F(HalvoraWindowTest, ShowsAndHidesOnTheMainQueueAndHidingClearsTheDrawing) 
     runPending();
     EXPECT_TRUE(window->isActive());
 
-    window->onAgentEvent(HLVDrawing::from(drawingRecord(std::vector<std::uint8_t>{1, 2, 3})));
+    window->onAgentEvent(*HLVDrawing::from(drawingRecord(std::vector<std::uint8_t>{1, 2, 3})));
     touch("touchstart", 0.5, 0.5);
     window->setActive(false);
     EXPECT_TRUE(window->latestDrawing());
@@ -86,14 +86,14 @@ TEST_F(HalvoraWindowTest, ShowsAndHidesOnTheMainQueueAndHidingClearsTheDrawing) 
 
 TEST_F(HalvoraWindowTest, PlacesTheDrawingAndADrawingWithoutImageClearsItAndTheLaser) {
     laserAt(0.5, 0.5);
-    window->onAgentEvent(HLVDrawing::from(drawingRecord(std::vector<std::uint8_t>{1, 2, 3})));
+    window->onAgentEvent(*HLVDrawing::from(drawingRecord(std::vector<std::uint8_t>{1, 2, 3})));
     EXPECT_EQ(window->annotationFrame(), (HLVRect{100, 400, 200, 200}));
     EXPECT_EQ(window->annotationImage(), (std::vector<std::uint8_t>{1, 2, 3}));
     EXPECT_FALSE(window->laserPointer().isEnabled());  // any drawing puts the laser away
 
     laserAt(0.5, 0.5);
     EXPECT_EQ(window->laserPointer().laserPosition(), (HLVPoint{200, 400}));
-    window->onAgentEvent(HLVDrawing::from(drawingRecord(std::nullopt)));
+    window->onAgentEvent(*HLVDrawing::from(drawingRecord(std::nullopt)));
     EXPECT_FALSE(window->latestDrawing());
     EXPECT_TRUE(window->annotationImage().empty());
     EXPECT_FALSE(window->laserPointer().isEnabled());
@@ -102,7 +102,7 @@ TEST_F(HalvoraWindowTest, PlacesTheDrawingAndADrawingWithoutImageClearsItAndTheL
 TEST_F(HalvoraWindowTest, LaserStopsOnlyOnTouchEnd) {
     laserAt(0.25, 0.25, "something new");
     EXPECT_EQ(window->laserPointer().laserPosition(), (HLVPoint{100, 200}));
-    window->onAgentEvent(HLVLaser::from(Json{{"type", "Laser"}, {"x", 0.5}, {"y", 0.5}}));  // no state
+    window->onAgentEvent(*HLVLaser::from(Json{{"type", "Laser"}, {"x", 0.5}, {"y", 0.5}}));  // no state
     EXPECT_EQ(window->laserPointer().laserPosition(), (HLVPoint{200, 400}));
     laserAt(0.5, 0.5, "touchend");
     EXPECT_FALSE(window->laserPointer().isEnabled());
@@ -122,7 +122,7 @@ TEST_F(HalvoraWindowTest, TouchEventsDriveTheDotsInScreenPoints) {
 }
 
 TEST_F(HalvoraWindowTest, FollowsTheStatusBarAfterAShortPause) {
-    window->onAgentEvent(HLVDrawing::from(drawingRecord(std::vector<std::uint8_t>{1})));
+    window->onAgentEvent(*HLVDrawing::from(drawingRecord(std::vector<std::uint8_t>{1})));
     screen->screenBounds = {0, 0, 800, 400};
     screen->statusBar = {0, 0, 800, 20};
     window->statusBarFrameChanged();

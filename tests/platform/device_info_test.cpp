@@ -6,6 +6,7 @@
 #include <regex>
 #include <set>
 
+#include "base/uuid.h"
 #include "platform/linux/file_store.h"
 #include "halvora/platform/log.h"
 #include "scratch_dir.h"

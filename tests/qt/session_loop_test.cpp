@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "halvora/halvora.h"
+#include "facade/facade_access.h"
 #include "halvora/delegate.h"
 #include "halvora/platform.h"
 #include "halvora/quick.h"
@@ -85,6 +86,7 @@ protected:
                            .sockets = sockets});
         Halvora::instance().setApi("http://svc");
         Halvora::instance().start();
+        session = FacadeAccess::makeSession();
         ASSERT_TRUE(eventually([&] { return http->pendingCount() == 1; }));
         http->respondJson(200, R"({"id":"device","next_registration":600})");
         window = test::showWindow(kShopQml);
@@ -142,7 +144,7 @@ protected:
 
     std::shared_ptr<testing::FakeHttpClient> http = std::make_shared<testing::FakeHttpClient>();
     std::shared_ptr<testing::FakeSocketFactory> sockets = std::make_shared<testing::FakeSocketFactory>();
-    std::shared_ptr<HLVSession> session = HLVSession::create();
+    std::shared_ptr<HLVSession> session;
     std::unique_ptr<QQuickWindow> window;
 };
 

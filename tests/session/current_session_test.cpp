@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "halvora/agent_events.h"
+#include "facade/facade_access.h"
 #include "halvora/halvora.h"
 #include "halvora/delegate.h"
 #include "protocol/web_url.h"
@@ -110,7 +111,7 @@ TEST_F(CurrentSessionTest, DelegateHearsUpdatesAndTheEndBeforeTheOverlayGoes) {
 TEST_F(CurrentSessionTest, SettingTheSameSessionAgainReinstallsTheCallbacksOnce) {
     auto delegate = std::make_shared<RecordingDelegate>();
     halvora.setDelegate(delegate);
-    auto session = HLVSession::create();
+    auto session = FacadeAccess::makeSession();
     int own = 0;
     session->onUpdated([&](const auto&) { ++own; });
     halvora.setCurrentSession(session);
@@ -156,7 +157,7 @@ TEST_F(CurrentSessionTest, AgentEventsReachTheOverlayFirstAndThenWhereTheyBelong
     auto delegate = std::make_shared<RefusingDelegate>();
     halvora.setDelegate(delegate);
     std::vector<std::string> seen;
-    halvora.overlay().addAgentEventObserver([&](const AgentEventPtr&) { seen.push_back("overlay"); });
+    halvora.overlay().addAgentEventObserver([&](const HLVAgentEvent&) { seen.push_back("overlay"); });
     halvora.setTouchInjector([&](const HLVTouchEvent&) { seen.push_back("touch"); });
     halvora.setKeyPressInjector([&](const HLVKeyPress&) { seen.push_back("key"); });
     halvora.createSession(record());
@@ -164,14 +165,14 @@ TEST_F(CurrentSessionTest, AgentEventsReachTheOverlayFirstAndThenWhereTheyBelong
     runPending();
     auto session = halvora.currentSession();
 
-    session->agentEventReceived(HLVTouchEvent::from(Json{{"type", "Touch"}, {"state", "touchstart"}}));
+    session->agentEventReceived(*HLVTouchEvent::from(Json{{"type", "Touch"}, {"state", "touchstart"}}));
     EXPECT_EQ(seen, (std::vector<std::string>{"overlay"}));  // drawn, not performed
     EXPECT_EQ(delegate->askedAbout, session);
-    session->agentEventReceived(HLVKeyPress::from(Json{{"type", "KeyPress"}, {"key", "a"}}));
+    session->agentEventReceived(*HLVKeyPress::from(Json{{"type", "KeyPress"}, {"key", "a"}}));
     EXPECT_EQ(seen, (std::vector<std::string>{"overlay", "overlay", "key"}));  // unanswered: allowed
 
-    session->agentEventReceived(HLVURL::from(Json{{"type", "URL"}, {"url", "https://example.com/help"}}));
-    session->agentEventReceived(HLVURL::from(Json{{"type", "URL"}, {"url", "file:///etc/passwd"}}));
+    session->agentEventReceived(*HLVURL::from(Json{{"type", "URL"}, {"url", "https://example.com/help"}}));
+    session->agentEventReceived(*HLVURL::from(Json{{"type", "URL"}, {"url", "file:///etc/passwd"}}));
     EXPECT_EQ(browser->opened, (std::vector<std::string>{"https://example.com/help"}));
     EXPECT_EQ(seen.size(), 5u);
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "halvora/halvora.h"
+#include "facade/facade_access.h"
 #include "halvora/platform.h"
 #include "halvora/session.h"
 #include "tests/support/fake_ui.h"
@@ -22,6 +23,7 @@ class ScreenHooksTest : public testing::LibraryTest {
 protected:
     void SetUp() override {
         LibraryTest::SetUp();
+        session = FacadeAccess::makeSession();
         platform::install({.application = ui});
         startLibrary();
         window = ui->showKeyWindow({255, 255, 255, 255});
@@ -47,7 +49,7 @@ protected:
     std::shared_ptr<testing::FakeWindow> window;
     std::shared_ptr<FakeView> card = std::make_shared<FakeView>(platform::Rect{20, 300, 350, 60}, kCardRed);
     std::shared_ptr<FakeViewController> screen = std::make_shared<FakeViewController>();
-    std::shared_ptr<HLVSession> session = HLVSession::create();
+    std::shared_ptr<HLVSession> session;
 };
 
 TEST_F(ScreenHooksTest, ScreensAreMaskedOnlyWhenTheyAppearDuringAnActiveSession) {

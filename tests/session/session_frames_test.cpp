@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "capture/screen_capture.h"
+#include "facade/facade_access.h"
 #include "halvora/halvora.h"
 #include "halvora/delegate.h"
 #include "halvora/platform.h"
@@ -32,6 +33,7 @@ class SessionFramesTest : public testing::LibraryTest {
 protected:
     void SetUp() override {
         LibraryTest::SetUp();
+        session = FacadeAccess::makeSession();
         platform::install({.application = ui});
         startLibrary();
         window = ui->showKeyWindow(kWhite);
@@ -58,7 +60,7 @@ protected:
 
     std::shared_ptr<FakeApplication> ui = std::make_shared<FakeApplication>();
     std::shared_ptr<FakeWindow> window;
-    std::shared_ptr<HLVSession> session = HLVSession::create();
+    std::shared_ptr<HLVSession> session;
 };
 
 TEST_F(SessionFramesTest, OnlyChangedOrResyncedPicturesAreSentNumberedFromOne) {

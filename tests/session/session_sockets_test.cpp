@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "halvora/agent_events.h"
+#include "facade/facade_access.h"
+#include "session/session_sockets.h"
 #include "halvora/halvora.h"
 #include "halvora/session.h"
 #include "tests/support/library_fixture.h"
@@ -23,14 +25,15 @@ class SessionSocketsTest : public testing::LibraryTest {
 protected:
     void SetUp() override {
         LibraryTest::SetUp();
+        session = FacadeAccess::makeSession();
         startLibrary();
-        session->onAgentEvent([this](const AgentEventPtr& event) { events.push_back(event); });
+        session->onAgentEvent([this](const HLVAgentEvent& event) { events.push_back(event); });
     }
     std::shared_ptr<FakeRealtimeSocket> control() const { return sockets->latestWithToken("c1"); }
     std::shared_ptr<FakeRealtimeSocket> stream() const { return sockets->latestWithToken("s1"); }
 
-    std::shared_ptr<HLVSession> session = HLVSession::create();
-    std::vector<AgentEventPtr> events;
+    std::shared_ptr<HLVSession> session;
+    std::vector<HLVAgentEvent> events;
 };
 
 TEST_F(SessionSocketsTest, UpdatesOpenEachConnectionOnceWithItsOwnToken) {
@@ -65,7 +68,7 @@ TEST_F(SessionSocketsTest, MissingOrInvalidUrlsOpenNothingUntilALaterUpdate) {
 }
 
 TEST_F(SessionSocketsTest, AnEndedSessionOpensNothingAndTheEndClosesBoth) {
-    auto ended = HLVSession::create();
+    auto ended = FacadeAccess::makeSession();
     ended->updateResource(record("ended"));
     EXPECT_TRUE(sockets->made.empty());
 
@@ -88,10 +91,10 @@ TEST_F(SessionSocketsTest, StreamEventsReachTheSessionAsRecords) {
     s->fire("laser", {Json{{"type", "Touch"}}});  // not a laser: dropped
     s->fire("drawing", {});
     ASSERT_EQ(events.size(), 2u);
-    auto laser = std::dynamic_pointer_cast<const HLVLaser>(events[0]);
+    const auto* laser = std::get_if<HLVLaser>(&events[0]);
     ASSERT_TRUE(laser);
     EXPECT_EQ(laser->position, (HLVPoint{0.5, 0.25}));
-    auto touch = std::dynamic_pointer_cast<const HLVTouchEvent>(events[1]);
+    const auto* touch = std::get_if<HLVTouchEvent>(&events[1]);
     ASSERT_TRUE(touch);
     EXPECT_TRUE(touch->isStart());
 
