@@ -8,7 +8,7 @@
 
 #include "sio/detail/default_executor.h"
 
-namespace sio {
+namespace halvora::sio {
 namespace {
 
 // Longer waits are surely a mistake, and would overflow the timers' integer durations.
@@ -178,4 +178,4 @@ Executor defaultExecutor() {
 }
 
 }  // namespace detail
-}  // namespace sio
+}  // namespace halvora::sio

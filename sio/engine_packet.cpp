@@ -4,7 +4,7 @@
 
 #include "sio/packet.h"
 
-namespace sio::packet {
+namespace halvora::sio::packet {
 namespace {
 
 // A whole number in 1...max; none for anything else (missing, fractional, negative, too large).
@@ -71,4 +71,4 @@ std::optional<Handshake> decodeHandshake(std::string_view json) {
     return handshake;
 }
 
-}  // namespace sio::packet
+}  // namespace halvora::sio::packet

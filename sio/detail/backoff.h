@@ -5,7 +5,7 @@
 
 #include "sio/value.h"
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 class Backoff {
 public:
@@ -22,4 +22,4 @@ private:
     std::mt19937 random_;
 };
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 class HandlerGate {
 public:
@@ -27,4 +27,4 @@ private:
     std::vector<std::thread::id> running_;
 };
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

@@ -8,7 +8,7 @@
 #include "sio/detail/default_executor.h"
 #include "sio/detail/network_thread.h"
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 namespace {
 
 namespace net = boost::asio;
@@ -625,4 +625,4 @@ void ManagerCore::registerAck(std::uint64_t epoch, std::uint64_t id,
     pendingAcks_.emplace(id, std::move(pending));
 }
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

@@ -32,7 +32,7 @@
 #include "sio/packet.h"
 #include "sio/socket.h"
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 class ManagerCore : public std::enable_shared_from_this<ManagerCore> {
 public:
@@ -170,4 +170,4 @@ private:
     std::map<std::uint64_t, PendingAck> pendingAcks_;
 };
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

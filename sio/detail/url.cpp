@@ -6,7 +6,7 @@
 
 #include <boost/asio/ip/address.hpp>
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 namespace {
 
 bool fail(std::string* error, std::string message) {
@@ -115,4 +115,4 @@ std::optional<std::string> websocketTarget(std::string_view path) {
     return target + "?EIO=4&transport=websocket";
 }
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

@@ -19,7 +19,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 namespace {
 
 namespace net = boost::asio;
@@ -364,4 +364,4 @@ std::string invalidHeader(const Headers& headers) {
     return {};
 }
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

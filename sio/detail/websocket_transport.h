@@ -15,7 +15,7 @@
 #include "sio/detail/url.h"
 #include "sio/value.h"
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 struct TransportOptions {
     ServerAddress address;
@@ -69,4 +69,4 @@ public:
 // empty when all are fine.
 std::string invalidHeader(const Headers& headers);
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

@@ -5,7 +5,7 @@
 #include "sio/detail/default_executor.h"
 #include "sio/socket.h"
 
-namespace sio {
+namespace halvora::sio {
 namespace {
 
 TEST(SioConfig, ReadsTheDictionaryForm) {
@@ -87,4 +87,4 @@ TEST(SioAck, SendsOnceAndNamesStatuses) {
 }
 
 }  // namespace
-}  // namespace sio
+}  // namespace halvora::sio
