@@ -1,5 +1,6 @@
 #pragma once
 // Delays between reconnection attempts.
+// Thread affinity: none, unsynchronised (ReconnectPolicy owns one on the network thread).
 
 #include <random>
 

@@ -2,6 +2,7 @@
 // Lets handler tasks through until closed. A manager hands one to every task it queues on an
 // executor, so that nothing runs once it was disconnected or destroyed, however long the executor
 // keeps the task.
+// Thread affinity: any thread (synchronised).
 
 #include <condition_variable>
 #include <functional>
