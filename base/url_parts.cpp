@@ -22,20 +22,21 @@ std::optional<UrlParts> splitUrl(std::string_view url) {
         parts.userinfo = std::string(authority.substr(0, at));
         authority.remove_prefix(at + 1);
     }
-    std::string_view portText;
+    std::optional<std::string_view> portText;
     if (!authority.empty() && authority.front() == '[') {
         const auto close = authority.find(']');
         if (close == std::string_view::npos) return std::nullopt;
         parts.bracketedHost = true;
         parts.host = std::string(authority.substr(1, close - 1));
-        portText = authority.substr(close + 1);
-        if (!portText.empty() && portText.front() != ':') return std::nullopt;
+        const auto after = authority.substr(close + 1);
+        if (!after.empty() && after.front() != ':') return std::nullopt;
+        if (!after.empty()) portText = after.substr(1);
     } else {
         const auto colon = authority.rfind(':');
         parts.host = std::string(authority.substr(0, colon));
-        if (colon != std::string_view::npos) portText = authority.substr(colon);
+        if (colon != std::string_view::npos) portText = authority.substr(colon + 1);
     }
-    if (!portText.empty()) parts.port = std::string(portText.substr(1));
+    if (portText) parts.port = std::string(*portText);
 
     const auto fragmentStart = rest.find('#');
     if (fragmentStart != std::string_view::npos) {

@@ -10,9 +10,9 @@ namespace halvora {
 
 struct UrlParts {
     std::string scheme;     // lower-cased
-    std::string userinfo;   // before an "@" in the authority; empty when none
+    std::optional<std::string> userinfo;  // before an "@" in the authority
     std::string host;       // as written, without an IPv6 literal's brackets
-    std::string port;       // digits as written; empty when none
+    std::optional<std::string> port;      // after the host's ":", as written (maybe empty)
     std::string path;       // from the first "/" after the authority; empty when none
     std::string query;      // after "?", without it
     std::string fragment;   // after "#", without it

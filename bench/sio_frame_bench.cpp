@@ -73,15 +73,15 @@ int main(int argc, char** argv) {
                      "[--round-trips N]\n";
         return 64;
     }
-    sio::Config config;
+    halvora::sio::Config config;
     config.path = options.path;
     config.reconnects = false;
-    sio::SocketManager manager(options.url, config);
+    halvora::sio::SocketManager manager(options.url, config);
     auto& socket = manager.defaultSocket();
     Acks connected;
-    socket.on("connect", [&](const sio::Items&, sio::Ack) { connected.add(); });
-    socket.on("error", [](const sio::Items& items, sio::Ack) {
-        std::cerr << "error: " << sio::Value(items).dump() << "\n";
+    socket.on("connect", [&](const halvora::sio::Items&, halvora::sio::Ack) { connected.add(); });
+    socket.on("error", [](const halvora::sio::Items& items, halvora::sio::Ack) {
+        std::cerr << "error: " << halvora::sio::Value(items).dump() << "\n";
     });
     manager.connect();
     if (!connected.waitFor(1)) {
@@ -93,8 +93,8 @@ int main(int argc, char** argv) {
     for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<std::uint8_t>(i);
     const auto send = [&](Acks& acks) {
         // A copy per event, as an application hands over each new frame.
-        socket.emitWithAck("frame", {sio::binary(frame)}, sio::Seconds(0),
-                           [&acks](const sio::Items&) { acks.add(); });
+        socket.emitWithAck("frame", {halvora::sio::binary(frame)}, halvora::sio::Seconds(0),
+                           [&acks](const halvora::sio::Items&) { acks.add(); });
     };
 
     Acks burst;
@@ -119,7 +119,7 @@ int main(int argc, char** argv) {
     }
     std::nth_element(roundTrips.begin(), roundTrips.begin() + roundTrips.size() / 2, roundTrips.end());
 
-    sio::Value result{{"client", "sio"},
+    halvora::sio::Value result{{"client", "sio"},
                       {"messages", options.messages},
                       {"bytes", options.size},
                       {"seconds", elapsed.count()},

@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace sio::packet;
+using namespace halvora::sio::packet;
 
 // Plain and binary events (and acks) are the same packet; the encoder picks by content.
 Type plainType(Type type) {

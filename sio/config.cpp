@@ -6,32 +6,14 @@
 #include <mutex>
 #include <string_view>
 
+#include "base/http_header.h"
 #include "sio/detail/default_executor.h"
 
-namespace sio {
+namespace halvora::sio {
 namespace {
 
 // Longer waits are surely a mistake, and would overflow the timers' integer durations.
 constexpr double kMaxSeconds = 24 * 60 * 60;
-
-// RFC 9110 token characters; anything else would corrupt the upgrade request.
-bool validHeaderName(std::string_view name) {
-    if (name.empty()) return false;
-    for (char c : name) {
-        bool alnum = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-        if (!alnum && std::string_view("!#$%&'*+-.^_`|~").find(c) == std::string_view::npos) return false;
-    }
-    return true;
-}
-
-// No control characters but tab: a CR or LF would let a value inject headers.
-bool validHeaderValue(std::string_view value) {
-    for (char c : value) {
-        auto byte = static_cast<unsigned char>(c);
-        if ((byte < 0x20 && c != '\t') || byte == 0x7f) return false;
-    }
-    return true;
-}
 
 // It goes into the request line as it is.
 bool validPath(std::string_view path) {
@@ -97,8 +79,8 @@ public:
         Headers headers;
         for (const auto& [name, field] : value->items()) {
             if (!field.is_string()) return fail(key, "value of '" + name + "' must be a string");
-            if (!validHeaderName(name)) return fail(key, "'" + name + "' is not a valid header name");
-            if (!validHeaderValue(field.get_ref<const std::string&>())) {
+            if (!isHttpToken(name)) return fail(key, "'" + name + "' is not a valid header name");
+            if (!isHttpHeaderValue(field.get_ref<const std::string&>())) {
                 return fail(key, "value of '" + name + "' contains control characters");
             }
             headers.emplace_back(name, field.get<std::string>());
@@ -178,4 +160,4 @@ Executor defaultExecutor() {
 }
 
 }  // namespace detail
-}  // namespace sio
+}  // namespace halvora::sio

@@ -6,7 +6,7 @@
 
 #include "sio/value.h"
 
-namespace sio {
+namespace halvora::sio {
 
 struct Config {
     // Path of the Engine.IO endpoint on the server; "/socket.io" is the servers' default.
@@ -50,4 +50,4 @@ struct Config {
 // managers (an application sets its UI thread's queue here).
 void setDefaultExecutor(Executor executor);
 
-}  // namespace sio
+}  // namespace halvora::sio

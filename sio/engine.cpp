@@ -3,7 +3,7 @@
 
 #include "sio/detail/manager_core.h"
 
-namespace sio {
+namespace halvora::sio {
 
 Engine::Engine(std::weak_ptr<detail::ManagerCore> core) : core_(std::move(core)) {}
 
@@ -36,4 +36,4 @@ Seconds Engine::pingTimeout() const {
     return core ? core->pingTimeout() : Seconds(0);
 }
 
-}  // namespace sio
+}  // namespace halvora::sio

@@ -5,7 +5,7 @@
 
 #include "sio/value.h"
 
-namespace sio {
+namespace halvora::sio {
 
 namespace detail { class ManagerCore; }
 
@@ -31,4 +31,4 @@ private:
     std::weak_ptr<detail::ManagerCore> core_;
 };
 
-}  // namespace sio
+}  // namespace halvora::sio

@@ -2,29 +2,10 @@
 #include <cstdint>
 #include <limits>
 
+#include "base/json_fields.h"
 #include "sio/packet.h"
 
-namespace sio::packet {
-namespace {
-
-// A whole number in 1...max; none for anything else (missing, fractional, negative, too large).
-std::optional<std::uint64_t> positiveInteger(const Value& object, const char* key, std::uint64_t max) {
-    auto it = object.find(key);
-    if (it == object.end() || !it->is_number_integer()) return std::nullopt;
-    std::uint64_t value = 0;
-    if (it->is_number_unsigned()) {
-        value = it->get<std::uint64_t>();
-    } else {
-        auto signedValue = it->get<std::int64_t>();
-        if (signedValue <= 0) return std::nullopt;
-        value = static_cast<std::uint64_t>(signedValue);
-    }
-    if (value == 0 || value > max) return std::nullopt;
-    return value;
-}
-
-}  // namespace
-
+namespace halvora::sio::packet {
 std::optional<EnginePacket> decodeEngine(std::string_view frame) {
     if (frame.empty() || frame[0] < '0' || frame[0] > '6') return std::nullopt;
     return EnginePacket{static_cast<EngineType>(frame[0]), std::string(frame.substr(1))};
@@ -57,18 +38,18 @@ std::optional<Handshake> decodeHandshake(std::string_view json) {
     }
 
     constexpr auto kMaxMs = std::numeric_limits<std::uint32_t>::max();
-    auto interval = positiveInteger(open, "pingInterval", kMaxMs);
-    auto timeout = positiveInteger(open, "pingTimeout", kMaxMs);
+    auto interval = positiveIntegerField(open, "pingInterval", kMaxMs);
+    auto timeout = positiveIntegerField(open, "pingTimeout", kMaxMs);
     if (!interval || !timeout) return std::nullopt;
     handshake.pingIntervalMs = static_cast<std::uint32_t>(*interval);
     handshake.pingTimeoutMs = static_cast<std::uint32_t>(*timeout);
 
     if (open.contains("maxPayload")) {
-        auto maxPayload = positiveInteger(open, "maxPayload", std::numeric_limits<std::uint64_t>::max());
+        auto maxPayload = positiveIntegerField(open, "maxPayload", std::numeric_limits<std::uint64_t>::max());
         if (!maxPayload) return std::nullopt;
         handshake.maxPayload = *maxPayload;
     }
     return handshake;
 }
 
-}  // namespace sio::packet
+}  // namespace halvora::sio::packet

@@ -4,7 +4,7 @@
 
 #include "sio/packet.h"
 
-namespace sio::packet {
+namespace halvora::sio::packet {
 namespace {
 
 bool carriesItems(Type type) {
@@ -70,4 +70,4 @@ std::optional<std::pair<std::string, Items>> splitEvent(const Value& data) {
     return std::pair{data.front().get<std::string>(), std::move(items)};
 }
 
-}  // namespace sio::packet
+}  // namespace halvora::sio::packet

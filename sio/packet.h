@@ -11,7 +11,7 @@
 
 #include "sio/value.h"
 
-namespace sio::packet {
+namespace halvora::sio::packet {
 
 // ---- Engine.IO ----
 enum class EngineType : char {
@@ -90,4 +90,4 @@ private:
 // starting with a string.
 std::optional<std::pair<std::string, Items>> splitEvent(const Value& data);
 
-}  // namespace sio::packet
+}  // namespace halvora::sio::packet

@@ -7,7 +7,7 @@
 
 #include "sio/packet.h"
 
-namespace sio::packet {
+namespace halvora::sio::packet {
 namespace {
 
 using Error = Decoder::Error;
@@ -201,4 +201,4 @@ void Decoder::reset() {
     received_ = {};
 }
 
-}  // namespace sio::packet
+}  // namespace halvora::sio::packet

@@ -3,7 +3,7 @@
 
 #include "sio/detail/manager_core.h"
 
-namespace sio {
+namespace halvora::sio {
 
 Socket::Socket(std::weak_ptr<detail::ManagerCore> core) : core_(std::move(core)) {}
 
@@ -48,4 +48,4 @@ std::string Socket::id() const {
     return core ? core->sid() : std::string();
 }
 
-}  // namespace sio
+}  // namespace halvora::sio

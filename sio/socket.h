@@ -8,7 +8,7 @@
 
 #include "sio/value.h"
 
-namespace sio {
+namespace halvora::sio {
 
 class SocketManager;
 namespace detail { class ManagerCore; }
@@ -66,4 +66,4 @@ private:
     std::weak_ptr<detail::ManagerCore> core_;
 };
 
-}  // namespace sio
+}  // namespace halvora::sio

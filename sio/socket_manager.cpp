@@ -3,7 +3,7 @@
 
 #include "sio/detail/manager_core.h"
 
-namespace sio {
+namespace halvora::sio {
 
 SocketManager::SocketManager(std::string url, Config config)
     : core_(std::make_shared<detail::ManagerCore>(std::move(url), std::move(config))),
@@ -27,4 +27,4 @@ const std::string& SocketManager::url() const { return core_->url(); }
 
 const Config& SocketManager::config() const { return core_->config(); }
 
-}  // namespace sio
+}  // namespace halvora::sio

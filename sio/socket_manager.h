@@ -1,6 +1,7 @@
 #pragma once
 // A Socket.IO client (Socket.IO protocol 5 over Engine.IO protocol 4, websocket transport).
 //
+//   namespace sio = halvora::sio;
 //   sio::Config config;
 //   config.path = "/sockets/1/events";
 //   config.extraHeaders = {{"Authorization", "Bearer " + token}};
@@ -21,7 +22,7 @@
 #include "sio/engine.h"
 #include "sio/socket.h"
 
-namespace sio {
+namespace halvora::sio {
 
 class SocketManager {
 public:
@@ -56,4 +57,4 @@ private:
     std::unique_ptr<Engine> engine_;
 };
 
-}  // namespace sio
+}  // namespace halvora::sio

@@ -3,7 +3,7 @@
 
 #include "sio/socket.h"
 
-namespace sio {
+namespace halvora::sio {
 
 const char* toString(Status status) {
     switch (status) {
@@ -23,4 +23,4 @@ void Ack::operator()(Items items) const {
     send(std::move(items));
 }
 
-}  // namespace sio
+}  // namespace halvora::sio

@@ -11,7 +11,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace sio {
+namespace halvora::sio {
 
 using Value = nlohmann::ordered_json;
 using Binary = Value::binary_t;
@@ -27,4 +27,4 @@ using Seconds = std::chrono::duration<double>;
 // Makes a binary value from bytes.
 inline Value binary(std::vector<std::uint8_t> bytes) { return Value::binary(std::move(bytes)); }
 
-}  // namespace sio
+}  // namespace halvora::sio

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 Backoff::Backoff(Seconds wait, Seconds waitMax, double randomizationFactor)
     : wait_(std::max(wait, Seconds(0))),
@@ -23,4 +23,4 @@ Seconds Backoff::delay(int attempt) {
     return std::clamp(Seconds(seconds), Seconds(0), waitMax_);
 }
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

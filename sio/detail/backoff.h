@@ -1,11 +1,12 @@
 #pragma once
 // Delays between reconnection attempts.
+// Thread affinity: none, unsynchronised (ReconnectPolicy owns one on the network thread).
 
 #include <random>
 
 #include "sio/value.h"
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 class Backoff {
 public:
@@ -22,4 +23,4 @@ private:
     std::mt19937 random_;
 };
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

@@ -1,11 +1,11 @@
 #pragma once
-// The process-wide executor set with sio::setDefaultExecutor, read by the managers.
+// The process-wide executor set with halvora::sio::setDefaultExecutor, read by the managers.
 
 #include "sio/value.h"
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 // The executor last set; empty when none was.
 Executor defaultExecutor();
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

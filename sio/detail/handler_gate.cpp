@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 void HandlerGate::run(const std::function<void()>& task) {
     const auto self = std::this_thread::get_id();
@@ -39,4 +39,4 @@ bool HandlerGate::open() const {
     return open_;
 }
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

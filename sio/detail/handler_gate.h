@@ -2,6 +2,7 @@
 // Lets handler tasks through until closed. A manager hands one to every task it queues on an
 // executor, so that nothing runs once it was disconnected or destroyed, however long the executor
 // keeps the task.
+// Thread affinity: any thread (synchronised).
 
 #include <condition_variable>
 #include <functional>
@@ -9,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 class HandlerGate {
 public:
@@ -27,4 +28,4 @@ private:
     std::vector<std::thread::id> running_;
 };
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

@@ -1,10 +1,12 @@
 #pragma once
-// The state behind a SocketManager, its Socket and its Engine: the Engine.IO / Socket.IO session,
-// reconnection, handlers and acknowledgements.
+// The state behind a SocketManager, its Socket and its Engine, and the glue between its parts:
+// the public calls, the status and epochs, handing events to the executor, and the session
+// (EngineSession below DefaultNamespace, with AckTable and ReconnectPolicy) on the network thread.
+// Thread affinity: public calls from any thread (under `mutex_`), protocol on the network thread.
 //
-// Threads: the public calls come from any thread and touch only the members under `mutex_`; the
-// protocol runs on the network thread and owns the members marked so. Operations queued on the
-// network thread hold a shared_ptr to the core, so it lives until they ran.
+// The public calls touch only the members under `mutex_`; the network thread owns the members
+// marked so. Operations queued on the network thread hold a shared_ptr to the core, so it lives
+// until they ran.
 //
 // Epochs: connect() to disconnect() is one epoch. disconnect() and the destructor start a new one
 // and close the old epoch's HandlerGate, so events of the old epoch still queued on an executor
@@ -12,33 +14,31 @@
 // the new epoch and are delivered; after the destructor nothing is.
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
-
-#include <boost/asio/steady_timer.hpp>
 
 #include "sio/config.h"
-#include "sio/detail/backoff.h"
+#include "sio/detail/ack_table.h"
+#include "sio/detail/default_namespace.h"
+#include "sio/detail/engine_session.h"
 #include "sio/detail/handler_gate.h"
+#include "sio/detail/handler_registry.h"
+#include "sio/detail/reconnect_policy.h"
 #include "sio/detail/url.h"
 #include "sio/detail/websocket_transport.h"
 #include "sio/engine.h"
 #include "sio/packet.h"
 #include "sio/socket.h"
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
-class ManagerCore : public std::enable_shared_from_this<ManagerCore> {
+class ManagerCore final : public std::enable_shared_from_this<ManagerCore>,
+                          private EngineSession::Listener,
+                          private DefaultNamespace::Listener {
 public:
-    // Attachments one outgoing event may carry.
-    static constexpr std::size_t kMaxOutgoingAttachments = 10;
-
     ManagerCore(std::string url, Config config);
     ~ManagerCore();
 
@@ -73,28 +73,14 @@ public:
     Seconds pingTimeout() const;
 
 private:
-    enum class Phase { idle, opening, handshaking, connected };
-
-    struct Registration {
-        std::uint64_t id;
-        std::string event;
-        bool any;
-        std::shared_ptr<const Socket::Handler> handler;
-    };
     struct PendingEvent {
         std::string name;
         Items items;
         Ack ack;
         bool fromServer;
     };
-    struct PendingAck {
-        std::uint64_t epoch;
-        std::shared_ptr<const Socket::AckCallback> callback;
-        std::unique_ptr<boost::asio::steady_timer> timer;
-    };
 
     // ---- any thread ----
-    void removeRegistrations(const std::function<bool(const Registration&)>& match);
     bool current(std::uint64_t epoch) const;
     void setStatus(std::uint64_t epoch, Status status);
     // Queues the handlers of `name` (and onAny handlers for server events) on the executor.
@@ -115,22 +101,26 @@ private:
     void stopSession();
     void attemptConnect();
     void scheduleReconnect();
-    void onText(std::uint64_t connection, std::string_view frame);
-    void onBinary(std::uint64_t connection, std::string_view bytes);
-    void onOpenPacket(std::string_view json);
-    void onDecoded(packet::Decoder::Result result);
-    void onPacket(packet::Packet packet);
-    void onNamespaceConnected(const Value& data);
-    void onIncomingEvent(packet::Packet packet);
-    void onIncomingAck(packet::Packet packet);
     // The connection failed or died: events, then reconnection.
     void lose(const std::string& reason);
     void dropTransport(bool graceful);
-    void armHeartbeat();
     void sendOnNetwork(std::uint64_t epoch, std::uint64_t connection, OutgoingMessage message,
                        const std::string& what);
     void registerAck(std::uint64_t epoch, std::uint64_t id,
                      std::shared_ptr<const Socket::AckCallback> callback, Seconds timeout);
+
+    // EngineSession::Listener
+    void engineOpened(const packet::Handshake& handshake) override;
+    void engineText(std::string_view payload) override;
+    void engineBinary(std::string_view bytes) override;
+    void engineLost(const std::string& reason) override;
+    // DefaultNamespace::Listener
+    void namespaceConnected(std::string sid) override;
+    void namespaceRefused(Value error) override;
+    void namespaceClosedByServer() override;
+    void eventReceived(std::string name, Items items, std::optional<std::uint64_t> ackId) override;
+    void ackReceived(std::uint64_t id, Items items) override;
+    void namespaceFailed(const std::string& reason) override;
 
     const std::string url_;
     const Config config_;
@@ -149,25 +139,16 @@ private:
     std::size_t maxPayload_ = 0;
     Seconds pingInterval_{0};
     Seconds pingTimeout_{0};
-    std::vector<Registration> registrations_;
-    std::uint64_t nextRegistrationId_ = 1;
+    HandlerRegistry handlers_;
 
     std::atomic<std::uint64_t> nextAckId_{0};
 
     // Network thread only.
     std::uint64_t sessionEpoch_ = 0;
-    Phase phase_ = Phase::idle;
-    std::shared_ptr<WebsocketTransport> transport_;
-    std::uint64_t connection_ = 0;
-    packet::Decoder decoder_;
-    boost::asio::steady_timer connectTimer_;
-    boost::asio::steady_timer heartbeatTimer_;
-    boost::asio::steady_timer reconnectTimer_;
-    std::chrono::steady_clock::time_point lastReceived_;
-    std::chrono::steady_clock::duration heartbeatWindow_{};
-    int attempts_ = 0;
-    Backoff backoff_;
-    std::map<std::uint64_t, PendingAck> pendingAcks_;
+    EngineSession engine_;
+    DefaultNamespace namespace_;
+    AckTable acks_;
+    ReconnectPolicy reconnect_;
 };
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

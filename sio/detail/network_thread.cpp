@@ -6,7 +6,7 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <openssl/ssl.h>
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 namespace {
 
 // The context is never destroyed: managers, timers and sockets still queued on it at exit may
@@ -58,4 +58,4 @@ boost::asio::io_context& networkContext() { return *instance().context; }
 
 bool onNetworkThread() { return instance().id.load() == std::this_thread::get_id(); }
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

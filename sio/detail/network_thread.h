@@ -4,11 +4,11 @@
 
 #include <boost/asio/io_context.hpp>
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 boost::asio::io_context& networkContext();
 
 // True on the network thread.
 bool onNetworkThread();
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

@@ -6,7 +6,9 @@
 
 #include <boost/asio/ip/address.hpp>
 
-namespace sio::detail {
+#include "base/url_parts.h"
+
+namespace halvora::sio::detail {
 namespace {
 
 bool fail(std::string* error, std::string message) {
@@ -40,66 +42,34 @@ bool parsePort(std::string_view text, std::string& port) {
 }  // namespace
 
 std::optional<ServerAddress> parseServerUrl(std::string_view url, std::string* error) {
-    const auto schemeEnd = url.find("://");
-    if (schemeEnd == std::string_view::npos) {
-        fail(error, "invalid URL \"" + std::string(url) + "\": no scheme");
+    const auto invalid = [&](const char* why) -> std::optional<ServerAddress> {
+        fail(error, "invalid URL \"" + std::string(url) + "\": " + why);
         return std::nullopt;
-    }
+    };
+    const auto parts = splitUrl(url);
+    if (!parts) return invalid(url.find("://") == std::string_view::npos ? "no scheme" : "unterminated IPv6 address");
     ServerAddress address;
-    const std::string scheme = lower(url.substr(0, schemeEnd));
-    if (scheme == "ws" || scheme == "http") {
+    if (parts->scheme == "ws" || parts->scheme == "http") {
         address.port = "80";
-    } else if (scheme == "wss" || scheme == "https") {
+    } else if (parts->scheme == "wss" || parts->scheme == "https") {
         address.secure = true;
         address.port = "443";
     } else {
-        fail(error, "invalid URL \"" + std::string(url) + "\": scheme must be ws, wss, http or https");
-        return std::nullopt;
+        return invalid("scheme must be ws, wss, http or https");
     }
-
-    std::string_view authority = url.substr(schemeEnd + 3);
-    authority = authority.substr(0, authority.find_first_of("/?#"));
-    if (authority.find('@') != std::string_view::npos) {
-        fail(error, "invalid URL \"" + std::string(url) + "\": credentials are not supported");
-        return std::nullopt;
-    }
-
-    std::string_view host;
-    std::string_view rest;
-    if (!authority.empty() && authority.front() == '[') {
-        const auto close = authority.find(']');
-        if (close == std::string_view::npos) {
-            fail(error, "invalid URL \"" + std::string(url) + "\": unterminated IPv6 address");
-            return std::nullopt;
-        }
-        host = authority.substr(1, close - 1);
-        rest = authority.substr(close + 1);
-        boost::system::error_code ec;
-        const auto parsed = boost::asio::ip::make_address(std::string(host), ec);
-        if (ec || !parsed.is_v6()) {
-            fail(error, "invalid URL \"" + std::string(url) + "\": bad IPv6 address");
-            return std::nullopt;
-        }
+    if (parts->userinfo) return invalid("credentials are not supported");
+    boost::system::error_code ec;
+    if (parts->bracketedHost) {
+        const auto parsed = boost::asio::ip::make_address(parts->host, ec);
+        if (ec || !parsed.is_v6()) return invalid("bad IPv6 address");
         address.hostIsIpAddress = true;
     } else {
-        const auto colon = authority.find(':');
-        host = authority.substr(0, colon);
-        rest = colon == std::string_view::npos ? std::string_view{} : authority.substr(colon);
-        if (!validHostName(host)) {
-            fail(error, "invalid URL \"" + std::string(url) + "\": bad host");
-            return std::nullopt;
-        }
-        boost::system::error_code ec;
-        boost::asio::ip::make_address_v4(std::string(host), ec);
+        if (!validHostName(parts->host)) return invalid("bad host");
+        boost::asio::ip::make_address_v4(parts->host, ec);
         address.hostIsIpAddress = !ec;
     }
-    if (!rest.empty()) {
-        if (rest.front() != ':' || !parsePort(rest.substr(1), address.port)) {
-            fail(error, "invalid URL \"" + std::string(url) + "\": bad port");
-            return std::nullopt;
-        }
-    }
-    address.host = lower(host);
+    if (parts->port && !parsePort(*parts->port, address.port)) return invalid("bad port");
+    address.host = lower(parts->host);
     return address;
 }
 
@@ -115,4 +85,4 @@ std::optional<std::string> websocketTarget(std::string_view path) {
     return target + "?EIO=4&transport=websocket";
 }
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 struct ServerAddress {
     bool secure = false;
@@ -23,4 +23,4 @@ std::optional<ServerAddress> parseServerUrl(std::string_view url, std::string* e
 // none when the path has characters a request line cannot carry (or a query or fragment).
 std::optional<std::string> websocketTarget(std::string_view path);
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

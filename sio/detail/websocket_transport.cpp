@@ -19,7 +19,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 namespace {
 
 namespace net = boost::asio;
@@ -28,11 +28,6 @@ namespace beast = boost::beast;
 namespace websocket = boost::beast::websocket;
 using tcp = boost::asio::ip::tcp;
 using boost::system::error_code;
-
-bool isTokenChar(unsigned char c) {
-    return std::isalnum(c) || std::string_view("!#$%&'*+-.^_`|~").find(static_cast<char>(c)) !=
-                                  std::string_view::npos;
-}
 
 template <bool Secure>
 class BeastTransport final : public WebsocketTransport,
@@ -351,17 +346,4 @@ std::shared_ptr<WebsocketTransport> WebsocketTransport::create(net::io_context& 
     return std::make_shared<BeastTransport<false>>(context, std::move(options), std::move(listener));
 }
 
-std::string invalidHeader(const Headers& headers) {
-    for (const auto& [name, value] : headers) {
-        if (name.empty() || !std::all_of(name.begin(), name.end(),
-                                         [](unsigned char c) { return isTokenChar(c); })) {
-            return "invalid header name \"" + name + "\"";
-        }
-        if (value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) {
-            return "invalid value for header \"" + name + "\"";
-        }
-    }
-    return {};
-}
-
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

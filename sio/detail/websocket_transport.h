@@ -13,9 +13,10 @@
 #include <boost/asio/io_context.hpp>
 
 #include "sio/detail/url.h"
+#include "base/http_header.h"
 #include "sio/value.h"
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 
 struct TransportOptions {
     ServerAddress address;
@@ -65,8 +66,5 @@ public:
     virtual void abort() = 0;
 };
 
-// A header the upgrade request cannot carry (bad name, or CR/LF/NUL in the value), as a message;
-// empty when all are fine.
-std::string invalidHeader(const Headers& headers);
 
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

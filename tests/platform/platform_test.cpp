@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "platform/linux/file_store.h"
+#include "platform/linux/linux_defaults.h"
 #include "halvora/platform/run_loop.h"
 #include "scratch_dir.h"
 
@@ -19,6 +20,9 @@ TEST(PlatformServicesTest, DefaultsAreFilledInAndInstalledMembersReplaceOnlyThem
     ScopedEnv xdg("XDG_DATA_HOME", dir.path().c_str());
     const std::string exe = std::filesystem::read_symlink("/proc/self/exe").filename().string();
 
+    // The registry alone has no HTTP client; the Linux layer, which the facade registers, adds one.
+    EXPECT_DEATH(http(), "no HTTP client is installed");
+    useLinuxDefaults();
     const Services& defaults = services();
     ASSERT_TRUE(defaults.mainQueue && defaults.background && defaults.store && defaults.appInfo &&
                 defaults.deviceInfo && defaults.http);

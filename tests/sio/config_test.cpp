@@ -5,7 +5,7 @@
 #include "sio/detail/default_executor.h"
 #include "sio/socket.h"
 
-namespace sio {
+namespace halvora::sio {
 namespace {
 
 TEST(SioConfig, ReadsTheDictionaryForm) {
@@ -72,4 +72,4 @@ TEST(SioAck, SendsOnce) {
 }
 
 }  // namespace
-}  // namespace sio
+}  // namespace halvora::sio

@@ -7,7 +7,7 @@
 
 #include "sio/packet.h"
 
-namespace sio::packet {
+namespace halvora::sio::packet {
 namespace {
 
 Value bytes(std::vector<std::uint8_t> data) { return binary(std::move(data)); }
@@ -222,4 +222,4 @@ TEST(EnginePacket, FramesAndHandshake) {
 }
 
 }  // namespace
-}  // namespace sio::packet
+}  // namespace halvora::sio::packet

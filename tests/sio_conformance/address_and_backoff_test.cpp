@@ -4,7 +4,7 @@
 #include "sio/detail/backoff.h"
 #include "sio/detail/url.h"
 
-namespace sio::detail {
+namespace halvora::sio::detail {
 namespace {
 
 TEST(ServerUrl, AcceptsTheFourSchemesWithDefaultAndExplicitPorts) {
@@ -69,4 +69,4 @@ TEST(Backoff, FirstRetryIsImmediateThenGrowsWithinTheSpreadUpToTheCap) {
 }
 
 }  // namespace
-}  // namespace sio::detail
+}  // namespace halvora::sio::detail

@@ -1,7 +1,7 @@
 // Opening, refusing and ending connections against the official server.
 #include "peer_fixture.h"
 
-namespace sio_test {
+namespace halvora::sio_test {
 namespace {
 
 using sio::Status;
@@ -123,4 +123,4 @@ TEST_F(Connection, BadAddressesAndHeadersAreReportedAsErrors) {
 }
 
 }  // namespace
-}  // namespace sio_test
+}  // namespace halvora::sio_test

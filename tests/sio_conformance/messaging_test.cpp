@@ -1,7 +1,7 @@
 // Events, acknowledgements and binary attachments in both directions.
 #include "peer_fixture.h"
 
-namespace sio_test {
+namespace halvora::sio_test {
 namespace {
 
 class Messaging : public PeerTest {};
@@ -89,4 +89,4 @@ TEST_F(Messaging, OversizedEventsAreDroppedBeforeSending) {
 }
 
 }  // namespace
-}  // namespace sio_test
+}  // namespace halvora::sio_test

@@ -11,7 +11,7 @@
 
 extern char** environ;
 
-namespace sio_test {
+namespace halvora::sio_test {
 
 std::optional<PeerPorts> readPortFile(const std::string& file) {
     const auto deadline = std::chrono::steady_clock::now() + kBound;
@@ -194,4 +194,4 @@ std::unique_ptr<sio::SocketManager> PeerTest::connect(sio::Config config, std::s
     return manager;
 }
 
-}  // namespace sio_test
+}  // namespace halvora::sio_test

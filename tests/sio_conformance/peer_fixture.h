@@ -17,7 +17,7 @@
 
 #include "sio/socket_manager.h"
 
-namespace sio_test {
+namespace halvora::sio_test {
 
 // Failure bound of every wait; the events come much sooner when things work.
 inline constexpr std::chrono::seconds kBound{10};
@@ -103,4 +103,4 @@ protected:
     Recorder recorder_;
 };
 
-}  // namespace sio_test
+}  // namespace halvora::sio_test

@@ -1,7 +1,7 @@
 // Lost transports: dropped, silent or restarted servers, and reconnection.
 #include "peer_fixture.h"
 
-namespace sio_test {
+namespace halvora::sio_test {
 namespace {
 
 class Recovery : public PeerTest {};
@@ -77,4 +77,4 @@ TEST_F(Recovery, AttemptsStopAtTheConfiguredLimit) {
 }
 
 }  // namespace
-}  // namespace sio_test
+}  // namespace halvora::sio_test

@@ -1,7 +1,7 @@
 // wss:// with certificate and host name verification. Handlers run on the network thread here.
 #include "peer_fixture.h"
 
-namespace sio_test {
+namespace halvora::sio_test {
 namespace {
 
 class Tls : public PeerTest {
@@ -56,4 +56,4 @@ TEST_F(Tls, UntrustedOrMismatchedCertificatesAreRejected) {
 }
 
 }  // namespace
-}  // namespace sio_test
+}  // namespace halvora::sio_test
