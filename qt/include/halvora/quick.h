@@ -1,25 +1,25 @@
 #pragma once
 // Halvora for Qt Quick applications.
 //
-//   #include "halvora/quick.h"
+//   #include <halvora/quick.h>
 //
 //   int main(int argc, char** argv) {
 //       QGuiApplication app(argc, argv);
 //       halvora::qt::install();                 // after the QGuiApplication, before loading QML
 //       halvora::platform::install({.appInfo = ...});   // optional: the rest of your services
 //       QQmlApplicationEngine engine;
-//       engine.loadFromModule("MyApp", "Main");  // QML may `import Halvora`
+//       engine.load(QUrl("qrc:/MyApp/Main.qml"));  // QML may `import Halvora`
 //       halvora::Halvora::instance().start();
 //       return app.exec();
 //   }
 //
-// Linking (CMake, in this project or with it as a subdirectory):
+// Linking (CMake, after find_package(Halvora CONFIG COMPONENTS Quick) or add_subdirectory):
 //
-//   target_link_libraries(my-app PRIVATE HalvoraQuick)   # or Halvora::Quick
-//   qt_add_qml_module(my-app URI MyApp ... IMPORT_PATH ${PROJECT_BINARY_DIR}/qml)  # tooling only
+//   target_link_libraries(my-app PRIVATE Halvora::Quick)
+//   qt_add_qml_module(my-app URI MyApp ... IMPORT_PATH ${HALVORA_QML_IMPORT_PATH})  # tooling only
 //
-// HalvoraQuick is a static library without a QML plugin: install() registers the module's types,
-// so `import Halvora` needs no import path at run time.
+// Halvora::Quick is a static library without a QML plugin: install() registers the module's
+// types, so `import Halvora` needs no import path at run time.
 //
 // install() makes the GUI thread the library's main thread and installs, through
 // platform::install, the Qt main queue, the application (windows, screens, masks) and the screen
