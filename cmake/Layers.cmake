@@ -5,6 +5,17 @@
 set(HALVORA_VIEWS_DIR ${PROJECT_BINARY_DIR}/layer-views)
 set_property(GLOBAL PROPERTY HALVORA_LAYERS "")
 
+# nlohmann/json dominates compile times; every layer reuses one precompiled header, built with the
+# same flags as the layers so that the compiler accepts it.
+file(WRITE ${PROJECT_BINARY_DIR}/halvora_pch.cpp "// The precompiled headers of the layers.\n")
+add_library(halvora_pch OBJECT ${PROJECT_BINARY_DIR}/halvora_pch.cpp)
+set_target_properties(halvora_pch PROPERTIES POSITION_INDEPENDENT_CODE ON)
+target_link_libraries(halvora_pch PRIVATE nlohmann_json::nlohmann_json)
+target_compile_definitions(halvora_pch PRIVATE HALVORA_THREAD_CHECKS=$<BOOL:${HALVORA_THREAD_CHECKS}>)
+halvora_warnings(halvora_pch)
+target_precompile_headers(halvora_pch PRIVATE <nlohmann/json.hpp> <functional> <memory> <optional>
+                          <string> <vector>)
+
 # Gives `target` a private include root holding links to the headers of `folders` (relative to
 # the project's root), one level each.
 function(halvora_view target)
@@ -44,5 +55,6 @@ function(halvora_layer target)
   target_link_libraries(${target} PUBLIC ${arg_DEPENDS} ${arg_LINK})
   target_compile_definitions(${target} PRIVATE HALVORA_THREAD_CHECKS=$<BOOL:${HALVORA_THREAD_CHECKS}>)
   halvora_warnings(${target})
+  target_precompile_headers(${target} REUSE_FROM halvora_pch)
   set_property(GLOBAL APPEND PROPERTY HALVORA_LAYERS ${target})
 endfunction()
