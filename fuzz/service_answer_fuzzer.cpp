@@ -1,18 +1,18 @@
 // Any bytes the service might answer with, at any status, through everything that reads them:
 // the transport's interpretation, session validation, agent records of every kind, push payloads,
-// the registration schedule. Socket pushes carry the same JSON, so they are covered here too.
+// the registration schedule, and every string in it as a URL (links, pages, socket endpoints).
+// Socket pushes carry the same JSON, so they are covered here too.
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
-#include "halvora/agent_events.h"
-#include "halvora/agent.h"
+#include "base/url_parts.h"
+#include "device/device.h"
+#include "facade/facade_access.h"
 #include "halvora/halvora.h"
+#include "halvora/platform.h"
 #include "protocol/service_answer.h"
 #include "protocol/web_url.h"
-#include "device/device.h"
-#include "halvora/platform.h"
-#include "halvora/session.h"
 
 namespace {
 
@@ -36,13 +36,16 @@ public:
 
 void parseAsAgentEvent(const halvora::Json& value) {
     using namespace halvora;
-    (void)HLVURL::from(value);
+    for (const char* name : {"url", "touch", "keypress", "laser"}) (void)agentEventFrom(name, value);
     (void)HLVAgent::from(value);
-    (void)HLVLaser::from(value);
-    (void)HLVTouchEvent::from(value);
-    (void)HLVKeyPress::from(value);
     if (auto drawing = HLVDrawing::from(value)) (void)drawing->imageBytes();
     (void)Halvora::isHalvoraNotification(value);
+    if (value.is_string()) {
+        const auto& text = value.get_ref<const std::string&>();
+        (void)splitUrl(text);
+        (void)isOpenableWebUrl(text);
+        (void)isSocketUrl(text);
+    }
 }
 
 }  // namespace
@@ -64,7 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!answer.json) return 0;
     const Json& json = *answer.json;
 
-    auto session = HLVSession::create();
+    auto session = FacadeAccess::makeSession();
     if (!session->updateResource(json)) {
         (void)session->url();
         (void)session->agent();
