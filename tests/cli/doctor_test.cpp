@@ -1,8 +1,10 @@
-// The doctor's steps against a scripted service: the printed report, where it stops, and that it
-// always tries to deregister. The manual clock makes every duration 0 ms except timeouts.
-#include <algorithm>
-
+// The doctor's failure reports against a scripted service: where it stops, what it prints, and that
+// it always tries to deregister, once. The passing run and a refused connection run against the
+// reference service in doctor_test.sh. The manual clock makes every duration 0 ms except timeouts.
+// One process per case: the facade is a process-wide singleton.
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "halvora/halvora.h"
 #include "tools/cli/cli_options.h"
@@ -13,128 +15,78 @@ namespace {
 
 using platform::HttpRequest;
 using Result = std::optional<platform::HttpResult>;
+using testing::FakeServiceTest;
+using Route = FakeServiceTest::Route;
 
-class DoctorTest : public testing::FakeServiceTest {
-protected:
-    void SetUp() override {
-        FakeServiceTest::SetUp();
-        options.command = cli::Command::Doctor;
-    }
-    bool printed(const std::string& line) const {
-        auto lines = linesOf(out.str());
-        return std::find(lines.begin(), lines.end(), line) != lines.end();
-    }
-    bool printedStep(const std::string& name) const { return out.str().find("] " + name + " ") != std::string::npos; }
-    bool deregistered() const {
-        auto lines = sentLines();
-        return !lines.empty() && lines.back().starts_with("DELETE " + std::string(kApi) + "/api/1/devices/");
-    }
+Route reply(long status, const Json& body) {
+    return [status, body](const HttpRequest&) -> Result { return FakeServiceTest::answer(status, body); };
+}
+Result refused(const HttpRequest&) { return FakeServiceTest::failure(7, "Couldn't connect to server"); }
+
+struct Failure {
+    const char* name;
+    std::map<std::string, Route> routes;
+    std::vector<std::string> printed;
+    const char* notReached;
+    std::optional<std::string> err = "";
+    std::chrono::milliseconds timeout{30'000};
 };
 
-TEST_F(DoctorTest, EveryStepPassesAgainstAWellBehavedService) {
-    EXPECT_EQ(runCli(), cli::kExitOk);
-    const std::string id = Halvora::instance().deviceId();
-    EXPECT_EQ(linesOf(out.str()), (std::vector<std::string>{
-                                      "[ OK ] start                      0 ms",
-                                      "       Halvora SDK 1.5.4, api http://svc",
-                                      "[ OK ] register                   0 ms",
-                                      "       device id: " + id,
-                                      "       next_registration: 600",
-                                      "[ OK ] create session             0 ms",
-                                      "       session code: 123456",
-                                      "       session id: S1",
-                                      "[ OK ] get session by code        0 ms",
-                                      "       session id: S1",
-                                      "       state: pending",
-                                      "[ OK ] end session                0 ms",
-                                      "       state: ended",
-                                      "[ OK ] deregister and stop        0 ms",
-                                      "All 6 steps passed",
-                                  }));
-    EXPECT_EQ(err.str(), "");
-    const std::string devices = std::string(kApi) + "/api/1/devices/" + id;
-    EXPECT_EQ(sentLines(), (std::vector<std::string>{
-                               "PUT " + devices,  // the library's own registration loop
-                               "PUT " + devices,
-                               "POST http://svc/api/1/sessions",
-                               "GET http://svc/api/1/sessions/123456",
-                               "PUT http://svc/api/1/sessions/S1",
-                               "DELETE " + devices,
-                           }));
-    EXPECT_NE(echoed.find("halvora: Halvora Stopped\n"), std::string::npos) << echoed;
-    EXPECT_FALSE(Halvora::instance().isStarted());
-}
+void PrintTo(const Failure& failure, std::ostream* out) { *out << failure.name; }  // stable test names
 
-TEST_F(DoctorTest, ServiceErrorStopsThereWithDescriptionAndCodeAndStillDeregisters) {
-    routes["POST sessions"] = [](const HttpRequest&) -> Result {
-        return answer(503, {{"message", "No session codes are free"}});
-    };
-    EXPECT_EQ(runCli(), cli::kExitFailure);
-    EXPECT_TRUE(printed("[FAIL] create session             0 ms"));
-    EXPECT_TRUE(printed("       No session codes are free (code 503)"));
-    EXPECT_FALSE(printedStep("get session by code"));
-    EXPECT_FALSE(printedStep("deregister and stop"));
-    EXPECT_EQ(out.str().find("passed"), std::string::npos);
-    EXPECT_TRUE(deregistered());
-    EXPECT_FALSE(Halvora::instance().isStarted());
-    EXPECT_EQ(err.str(), "");
-}
+class DoctorTest : public FakeServiceTest, public ::testing::WithParamInterface<Failure> {};
 
-TEST_F(DoctorTest, TransportFailureNamesItsDomainAndAFailedCleanupIsReported) {
-    routes["PUT device"] = [](const HttpRequest&) -> Result {
-        return failure(7, "Couldn't connect to server");
-    };
-    routes["DELETE device"] = routes["PUT device"];
+TEST_P(DoctorTest, AFailedStepEndsTheRunWithItsReasonAndTheDeviceIsDeregisteredOnce) {
+    const Failure& c = GetParam();
+    for (const auto& [route, handler] : c.routes) routes[route] = handler;
+    options.command = cli::Command::Doctor;
+    options.timeout = c.timeout;
     EXPECT_EQ(runCli(), cli::kExitFailure);
-    EXPECT_TRUE(printed("[FAIL] register                   0 ms"));
-    EXPECT_TRUE(printed("       Couldn't connect to server (domain curl, code 7)"));
-    EXPECT_FALSE(printedStep("create session"));
-    EXPECT_EQ(err.str(), "halvora-cli: could not stop cleanly: Error Domain=curl Code=7 \"Couldn't connect to server\"\n");
-}
-
-TEST_F(DoctorTest, SessionFoundByCodeMustBeTheOneCreated) {
-    routes["GET session"] = [](const HttpRequest&) -> Result {
-        return answer(200, session("S2", "pending"));
-    };
-    EXPECT_EQ(runCli(), cli::kExitFailure);
-    EXPECT_TRUE(printed("[FAIL] get session by code        0 ms"));
-    EXPECT_TRUE(printed("       code 123456 found session S2, but the created session is S1"));
-    EXPECT_FALSE(printedStep("end session"));
-    EXPECT_TRUE(deregistered());
-}
-
-TEST_F(DoctorTest, EndingMustLeaveTheSessionEnded) {
-    routes["PUT session"] = [](const HttpRequest&) -> Result {
-        return answer(200, session("S1", "active"));
-    };
-    EXPECT_EQ(runCli(), cli::kExitFailure);
-    EXPECT_TRUE(printed("[FAIL] end session                0 ms"));
-    EXPECT_TRUE(printed("       the session's state is \"active\" after ending it, expected \"ended\""));
-    EXPECT_TRUE(deregistered());
-}
-
-TEST_F(DoctorTest, StopFailureComesFromTheLibraryLog) {
-    routes["DELETE device"] = [](const HttpRequest&) -> Result {
-        return answer(404, {{"message", "Device not found"}});
-    };
-    EXPECT_EQ(runCli(), cli::kExitFailure);
-    EXPECT_TRUE(printed("[FAIL] deregister and stop        0 ms"));
-    EXPECT_TRUE(printed("       Error Domain=Halvora Code=404 \"Device not found\""));
+    const auto lines = linesOf(out.str());
+    for (const auto& line : c.printed) EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << line;
+    EXPECT_EQ(out.str().find(std::string("] ") + c.notReached), std::string::npos) << out.str();
     EXPECT_EQ(out.str().find("passed"), std::string::npos);
     const auto sent = sentLines();
-    EXPECT_EQ(std::count_if(sent.begin(), sent.end(), [](const std::string& line) { return line.starts_with("DELETE "); }),
-              1);  // no second attempt after the stop step itself failed
+    EXPECT_EQ(std::count_if(sent.begin(), sent.end(), [](const std::string& l) { return l.starts_with("DELETE "); }), 1);
+    EXPECT_EQ(err.str(), c.err.value_or(err.str()));  // none: not checked
+    EXPECT_FALSE(Halvora::instance().isStarted());
 }
 
-TEST_F(DoctorTest, UnansweredStepFailsAtTheDeadline) {
-    routes["POST sessions"] = [](const HttpRequest&) -> Result { return std::nullopt; };
-    options.timeout = std::chrono::milliseconds(2500);
-    EXPECT_EQ(runCli(), cli::kExitFailure);
-    EXPECT_TRUE(printed("[FAIL] create session          2500 ms"));
-    EXPECT_TRUE(printed("       timed out after 2.5 s"));
-    EXPECT_FALSE(printedStep("get session by code"));
-    EXPECT_TRUE(deregistered());
-}
+INSTANTIATE_TEST_SUITE_P(
+    Steps, DoctorTest,
+    ::testing::Values(
+        Failure{"ServiceError",
+                {{"POST sessions", reply(503, {{"message", "No session codes are free"}})}},
+                {"[FAIL] create session             0 ms", "       No session codes are free (code 503)"},
+                "get session by code"},
+        Failure{"TransportErrorAndFailedCleanup",
+                {{"PUT device", refused}, {"DELETE device", refused}},
+                {"[FAIL] register                   0 ms", "       Couldn't connect to server (domain curl, code 7)"},
+                "create session",
+                "halvora-cli: could not stop cleanly: Error Domain=curl Code=7 \"Couldn't connect to server\"\n"},
+        Failure{"FoundAnotherSession",
+                {{"GET session", reply(200, FakeServiceTest::session("S2", "pending"))}},
+                {"[FAIL] get session by code        0 ms",
+                 "       code 123456 found session S2, but the created session is S1"},
+                "end session"},
+        Failure{"EndedSessionNotEnded",
+                {{"PUT session", reply(200, FakeServiceTest::session("S1", "active"))}},
+                {"[FAIL] end session                0 ms",
+                 "       the session's state is \"active\" after ending it, expected \"ended\""},
+                "deregister and stop"},
+        // Only the library's log tells of this one, and the quiet tool still watches it.
+        Failure{"StopFailure",
+                {{"DELETE device", reply(404, {{"message", "Device not found"}})}},
+                {"[FAIL] deregister and stop        0 ms", "       Error Domain=Halvora Code=404 \"Device not found\""},
+                "none",
+                std::nullopt},
+        Failure{"Unanswered",
+                {{"POST sessions", [](const HttpRequest&) -> Result { return std::nullopt; }}},
+                {"[FAIL] create session          2500 ms", "       timed out after 2.5 s"},
+                "get session by code",
+                "",
+                std::chrono::milliseconds(2500)}),
+    [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace
 }  // namespace halvora

@@ -30,8 +30,8 @@ void FakeServiceTest::SetUp() {
     options.api = kApi;
 }
 
-int FakeServiceTest::runCli(bool echoLog) {
-    auto relay = std::make_shared<cli::LogRelay>(echoLog, [this](std::string_view text) { echoed += text; });
+int FakeServiceTest::runCli() {
+    auto relay = std::make_shared<cli::LogRelay>(false, [](std::string_view text) { ADD_FAILURE() << "echoed " << text; });
     relay->install();
     return cli::runCommand(options, cli::Host{loop, relay}, out, err);
 }

@@ -1,7 +1,7 @@
 #pragma once
 // Runs the tool's commands against a scripted service: the library fixture (manual clock,
 // in-memory stores) whose HTTP client plays a well-behaved service unless a test replaces a
-// route, and a LogRelay whose echo the test can read.
+// route, and the tool's log relay in quiet mode (the library's log is still watched).
 
 #include <map>
 #include <memory>
@@ -16,19 +16,20 @@
 namespace halvora::testing {
 
 class FakeServiceTest : public LibraryTest {
-protected:
+public:
     using Route = FakeHttpClient::Script;
     static constexpr const char* kApi = "http://svc";
-
-    void SetUp() override;
-    // Installs the log relay, configures the library for `options` and runs its command.
-    int runCli(bool echoLog = true);
 
     static Json session(const std::string& id, const std::string& state);
     static platform::HttpResult answer(long status, const Json& body) { return FakeHttpClient::answer(status, body.dump()); }
     static platform::HttpResult failure(long code, std::string message) {
         return FakeHttpClient::failure(code, std::move(message));
     }
+
+protected:
+    void SetUp() override;
+    // Installs the quiet log relay, configures the library for `options` and runs its command.
+    int runCli();
     // "PUT device", "POST sessions", "GET session", "PUT session", "DELETE device".
     static std::string routeOf(const platform::HttpRequest& request);
     // "METHOD url" of every request, in order.
@@ -40,7 +41,6 @@ protected:
     cli::CliOptions options;
     std::ostringstream out;
     std::ostringstream err;
-    std::string echoed;  // what the relay wrote, "halvora: " lines
 };
 
 }  // namespace halvora::testing

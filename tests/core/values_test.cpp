@@ -1,10 +1,9 @@
-// Small shared values: timestamps, agent and URL records.
+// Small shared values: timestamps and URL records. Agents are read in session_test.cpp.
 #include <cstdlib>
 #include <cstring>
 
 #include <gtest/gtest.h>
 
-#include "halvora/agent.h"
 #include "halvora/error.h"
 #include "protocol/iso_string.h"
 #include "base/json_fields.h"
@@ -41,19 +40,6 @@ TEST_F(IsoStringTest, WritesLocalTimeWithOffsetOrZ) {
     EXPECT_EQ(hlv_ISOString(instant), "2019-03-07T10:05:09-02:00");
     zone("<+0530>-5:30");
     EXPECT_EQ(hlv_ISOString(instant), "2019-03-07T17:35:09+05:30");
-}
-
-TEST(AgentTest, OnlyObjectsMakeAgents) {
-    auto agent = HLVAgent::from(Json{{"id", "a1"}, {"name", "Dana"}});
-    ASSERT_TRUE(agent);
-    EXPECT_EQ(*agent->id, "a1");
-    EXPECT_EQ(*agent->name, "Dana");
-    auto partial = HLVAgent::from(Json::object());
-    ASSERT_TRUE(partial);
-    EXPECT_FALSE(partial->id);
-    EXPECT_FALSE(HLVAgent::from(Json::array({1, 2})));
-    EXPECT_FALSE(HLVAgent::from(Json("Dana")));
-    EXPECT_FALSE(HLVAgent::from(Json()));
 }
 
 TEST(UrlRecordTest, ParsesOnlyUrlRecordsAndKeepsOnlyOpenableWebUrls) {

@@ -32,27 +32,22 @@ TEST_F(DescriptionTest, EighteenKeysInOrderFromThePlatformAndNullForWhatItCannot
 TEST_F(DescriptionTest, LocationOnlyWithPermissionAndZerosOtherwise) {
     auto& location = *device->locationSource;
     location.fix = platform::Location{52.5, 13.4, 34, 5, 3};
-    Json denied = HLVDevice::info();
-    for (const char* key : {"latitude", "longitude", "altitude", "horizontal_accuracy", "vertical_accuracy"}) {
-        EXPECT_EQ(denied[key], 0) << key;
-    }
-    EXPECT_EQ(location.updateRequests, 0);  // never asks without permission
-
+    const auto place = [] {
+        const Json info = HLVDevice::info();
+        return std::vector<Json>{info["latitude"], info["longitude"], info["altitude"], info["horizontal_accuracy"],
+                                 info["vertical_accuracy"]};
+    };
+    const std::vector<Json> zeros(5, 0);
+    EXPECT_EQ(place(), zeros);
     location.authorized = true;
     location.enabled = false;
-    EXPECT_EQ(HLVDevice::info()["latitude"], 0);
-
+    EXPECT_EQ(place(), zeros);
+    EXPECT_EQ(location.updateRequests, 0);  // never asks without permission
     location.enabled = true;
-    Json allowed = HLVDevice::info();
-    EXPECT_EQ(allowed["latitude"], 52.5);
-    EXPECT_EQ(allowed["longitude"], 13.4);
-    EXPECT_EQ(allowed["altitude"], 34);
-    EXPECT_EQ(allowed["horizontal_accuracy"], 5);
-    EXPECT_EQ(allowed["vertical_accuracy"], 3);
+    EXPECT_EQ(place(), (std::vector<Json>{52.5, 13.4, 34, 5, 3}));
     EXPECT_EQ(location.updateRequests, 1);  // a fresh fix for the next registration
-
     location.fix.reset();  // permitted but nothing known yet
-    EXPECT_EQ(HLVDevice::info()["vertical_accuracy"], 0);
+    EXPECT_EQ(place(), zeros);
 }
 
 }  // namespace

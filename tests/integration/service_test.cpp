@@ -42,6 +42,15 @@ protected:
         halvora.setApi(url);
     }
     bool waitFor(const std::function<bool()>& done) { return loop->runUntil(done, 20s); }
+    // Runs the loop until the callback `call` is given has run once; its error and resource.
+    template <typename Resource = HLVSession>
+    std::pair<OptionalError, std::shared_ptr<Resource>> await(
+        const std::type_identity_t<std::function<void(std::function<void(OptionalError, std::shared_ptr<Resource>)>)>>& call) {
+        std::optional<std::pair<OptionalError, std::shared_ptr<Resource>>> outcome;
+        call([&](OptionalError e, std::shared_ptr<Resource> r) { outcome.emplace(e, r); });
+        EXPECT_TRUE(waitFor([&] { return outcome.has_value(); }));
+        return outcome.value_or(std::pair<OptionalError, std::shared_ptr<Resource>>{});
+    }
 
     std::shared_ptr<platform::RunLoop> loop = std::make_shared<platform::RunLoop>();
     Halvora& halvora = Halvora::instance();
@@ -52,74 +61,42 @@ TEST_F(ServiceTest, RegistrationIsAnsweredWithScheduleAndNotificationChannel) {
     halvora.setCustomData({{"tier", "gold"}});
     halvora.start();
     auto device = halvora.device();
-    bool done = false;
-    OptionalError error;
-    device->registerDevice([&](OptionalError e, std::shared_ptr<HLVDevice>) {
-        error = e;
-        done = true;
-    });
-    ASSERT_TRUE(waitFor([&] { return done; }));
+    const OptionalError error = await<HLVDevice>([&](auto done) { device->registerDevice(done); }).first;
     ASSERT_FALSE(error) << error->description();
     EXPECT_TRUE(device->field("next_registration")->is_number_unsigned());
     EXPECT_EQ(device->field("notification_url"), url);
     EXPECT_TRUE(device->field("notification_token")->is_string());
     EXPECT_EQ((*device->field("custom_data"))["tier"], "gold");
     EXPECT_EQ((*device->field("device"))["sdk_version"], "1.5.4");
-
-    bool deregistered = false;
-    device->deregister([&](OptionalError e, std::shared_ptr<HLVRESTResource>) {
-        error = e;
-        deregistered = true;
-    });
-    ASSERT_TRUE(waitFor([&] { return deregistered; }));
-    EXPECT_FALSE(error);
+    EXPECT_FALSE(await<HLVRESTResource>([&](auto done) { device->deregister(done); }).first);
 }
 
 TEST_F(ServiceTest, SessionLifecycleCreateFetchByCodeActivateEnd) {
     halvora.start();
-    std::shared_ptr<HLVSession> created;
-    halvora.createSession([&](OptionalError e, std::shared_ptr<HLVSession> s) {
-        ASSERT_FALSE(e) << e->description();
-        created = s;
-    });
-    ASSERT_TRUE(waitFor([&] { return created != nullptr; }));
+    auto [createError, created] = await([&](auto done) { halvora.createSession(done); });
+    ASSERT_TRUE(created) << createError->description();
     ASSERT_TRUE(created->isPending());
-    auto code = created->code();
-    auto createdId = created->id();
+    const auto code = created->code();
+    const auto createdId = created->id();
     ASSERT_TRUE(code);
     EXPECT_EQ(code->size(), 6u);
 
-    std::shared_ptr<HLVSession> fetched;
-    halvora.getSession(*code, [&](OptionalError e, std::shared_ptr<HLVSession> s) {
-        ASSERT_FALSE(e) << e->description();
-        fetched = s;
-    });
-    ASSERT_TRUE(waitFor([&] { return fetched != nullptr; }));
+    auto [fetchError, fetched] = await([&](auto done) { halvora.getSession(*code, done); });
+    ASSERT_TRUE(fetched) << fetchError->description();
     EXPECT_EQ(fetched->id(), createdId);
     EXPECT_EQ(halvora.currentSession(), fetched);
     EXPECT_FALSE(created->resource());  // replaced as current, so cleaned up
 
     int activated = 0, ended = 0;
     fetched->onActivated([&](const auto&) { ++activated; }).onEnded([&](const auto&) { ++ended; });
-    bool activationDone = false;
-    fetched->activate([&](OptionalError e, std::shared_ptr<HLVSession>) {
-        EXPECT_FALSE(e);
-        activationDone = true;
-    });
-    ASSERT_TRUE(waitFor([&] { return activationDone; }));
+    EXPECT_FALSE(await([&](auto done) { fetched->activate(done); }).first);
     EXPECT_TRUE(fetched->isActive());
     EXPECT_EQ(activated, 1);
 
     // Ending twice: the service refuses the second, and the end fired once.
     fetched->end(nullptr);
     ASSERT_TRUE(waitFor([&] { return ended == 1; }));
-    OptionalError second;
-    bool secondDone = false;
-    fetched->end([&](OptionalError e, std::shared_ptr<HLVSession>) {
-        second = e;
-        secondDone = true;
-    });
-    ASSERT_TRUE(waitFor([&] { return secondDone; }));
+    const OptionalError second = await([&](auto done) { fetched->end(done); }).first;
     ASSERT_TRUE(second);
     EXPECT_EQ(second->code(), 400);
     EXPECT_EQ(ended, 1);
@@ -127,14 +104,8 @@ TEST_F(ServiceTest, SessionLifecycleCreateFetchByCodeActivateEnd) {
 
 TEST_F(ServiceTest, UnknownCodeIsNotFound) {
     halvora.start();
-    OptionalError error;
-    bool done = false;
-    halvora.getSession("abc-not-there", [&](OptionalError e, std::shared_ptr<HLVSession> s) {
-        error = e;
-        EXPECT_FALSE(s);
-        done = true;
-    });
-    ASSERT_TRUE(waitFor([&] { return done; }));
+    auto [error, session] = await([&](auto done) { halvora.getSession("abc-not-there", done); });
+    EXPECT_FALSE(session);
     ASSERT_TRUE(error);
     EXPECT_EQ(error->code(), 404);
     EXPECT_EQ(error->localizedDescription(), "Session not found");

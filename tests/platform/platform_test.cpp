@@ -1,8 +1,11 @@
+// The service registry, the log sink and the application's language.
 #include "halvora/platform.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "halvora/platform/app_info.h"
+#include "halvora/platform/log.h"
 #include "platform/linux/file_store.h"
 #include "platform/linux/linux_defaults.h"
 #include "halvora/platform/run_loop.h"
@@ -49,6 +52,52 @@ TEST(PlatformServicesTest, DefaultsAreFilledInAndInstalledMembersReplaceOnlyThem
     EXPECT_EQ(services().appInfo, info);
     EXPECT_EQ(services().background, background);
     EXPECT_EQ(services().store.get(), store);
+}
+
+TEST(AppInfoTest, LanguageOfLocale) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"de_DE.UTF-8", "de"}, {"pt_BR", "pt"},  {"fr", "fr"},   {"sr_RS@latin", "sr"}, {"C", "en"},
+        {"POSIX", "en"},       {"C.UTF-8", "en"}, {"", "en"},    {"EN_us", "en"},
+    };
+    for (const auto& [locale, language] : cases) EXPECT_EQ(languageOfLocale(locale), language) << locale;
+}
+
+TEST(AppInfoTest, PreferredLocalizationIsTheHostsChoiceElseTheFirstLocaleVariableSet) {
+    StaticAppInfo info;
+    ScopedEnv all("LC_ALL", "");
+    ScopedEnv messages("LC_MESSAGES", "it_IT.UTF-8");
+    ScopedEnv lang("LANG", "ja_JP.UTF-8");
+    EXPECT_EQ(info.preferredLocalization(), "it");
+    {
+        ScopedEnv noMessages("LC_MESSAGES", nullptr);
+        EXPECT_EQ(info.preferredLocalization(), "ja");
+        ScopedEnv posix("LC_ALL", "POSIX");
+        EXPECT_EQ(info.preferredLocalization(), "en");
+    }
+    info.localization = "nl";
+    EXPECT_EQ(info.preferredLocalization(), "nl");
+}
+
+TEST(LogTest, LinesAreFoldedAndGoToTheInstalledSink) {
+    std::vector<std::string> lines;
+    setLogSink([&](std::string_view line) { lines.emplace_back(line); });
+    log("one\ntwo\r\nthree");
+    log("plain");
+    setLogSink(nullptr);
+    log("back to stderr");
+    EXPECT_EQ(lines, (std::vector<std::string>{"one two  three", "plain"}));
+}
+
+TEST(LogTest, ASinkMayLogAndReplaceTheSinkWithoutDeadlocking) {
+    std::vector<std::string> lines;
+    setLogSink([&](std::string_view line) {
+        lines.emplace_back(line);
+        setLogSink([&](std::string_view inner) { lines.push_back("inner: " + std::string(inner)); });
+        log("from the sink");
+    });
+    log("outer");
+    setLogSink(nullptr);
+    EXPECT_EQ(lines, (std::vector<std::string>{"outer", "inner: from the sink"}));
 }
 
 }  // namespace

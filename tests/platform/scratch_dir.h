@@ -1,5 +1,5 @@
 #pragma once
-// A private directory per test, removed afterwards.
+// A private directory per test, and an environment variable set for one test.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -15,47 +15,30 @@ class ScratchDir {
 public:
     ScratchDir() {
         const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        path_ = std::filesystem::temp_directory_path() /
-                ("halvora-platform-test-" + std::to_string(::getpid()) + "-" + info->test_suite_name() + "-" +
-                 info->name());
+        path_ = std::filesystem::temp_directory_path() / ("halvora-platform-test-" + std::to_string(::getpid()) + "-" +
+                                                          info->test_suite_name() + "-" + info->name());
         std::filesystem::remove_all(path_);
         std::filesystem::create_directories(path_);
     }
-    ~ScratchDir() {
-        std::error_code ec;
-        std::filesystem::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
+    ~ScratchDir() { std::filesystem::remove_all(path_, ignored_); }
     const std::filesystem::path& path() const { return path_; }
 
 private:
     std::filesystem::path path_;
+    std::error_code ignored_;
 };
 
-// Sets an environment variable for one test and puts the old value back.
+// Puts the old value back when it goes; a null value unsets the variable.
 class ScopedEnv {
 public:
     ScopedEnv(const char* name, const char* value) : name_(name) {
         if (const char* old = std::getenv(name)) old_ = old;
-        if (value) {
-            ::setenv(name, value, 1);
-        } else {
-            ::unsetenv(name);
-        }
+        set(value);
     }
-    ~ScopedEnv() {
-        if (old_) {
-            ::setenv(name_.c_str(), old_->c_str(), 1);
-        } else {
-            ::unsetenv(name_.c_str());
-        }
-    }
-    ScopedEnv(const ScopedEnv&) = delete;
-    ScopedEnv& operator=(const ScopedEnv&) = delete;
+    ~ScopedEnv() { set(old_ ? old_->c_str() : nullptr); }
 
 private:
+    void set(const char* value) { value ? ::setenv(name_.c_str(), value, 1) : ::unsetenv(name_.c_str()); }
     std::string name_;
     std::optional<std::string> old_;
 };

@@ -106,6 +106,8 @@ TEST(RedactionMaskTest, MaskHidesTheItemInFramesAndKeepsItsLabelWhereItWasMade) 
     mask->removeFromSuperview();
     EXPECT_GT(countSecretPixels(), 3000);
     EXPECT_TRUE(eventually([&] { return !mask->isAlive(); }));
+    mask->setFrame({1, 2, 3, 4});  // harmless on a gone item
+    EXPECT_EQ(mask->frame(), platform::Rect{});
 }
 
 }  // namespace

@@ -1,9 +1,8 @@
-#include <QThread>
+// Posting order across threads is the one rule of the Qt main queue the session tests cannot see:
+// there every post comes from the GUI thread.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <map>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -12,9 +11,6 @@
 
 namespace halvora::qt {
 namespace {
-
-using namespace std::chrono_literals;
-using test::eventually;
 
 TEST(QtMainQueueTest, TasksFromManyThreadsRunOnTheGuiThreadInTheirPostingOrder) {
     auto& queue = platform::mainQueue();
@@ -25,7 +21,6 @@ TEST(QtMainQueueTest, TasksFromManyThreadsRunOnTheGuiThreadInTheirPostingOrder) 
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
-            EXPECT_FALSE(queue.isCurrentThread());
             for (int i = 0; i < kTasks; ++i) {
                 queue.post([&, t, i] {
                     allOnGuiThread = allOnGuiThread && queue.isCurrentThread();
@@ -36,43 +31,11 @@ TEST(QtMainQueueTest, TasksFromManyThreadsRunOnTheGuiThreadInTheirPostingOrder) 
         });
     }
     for (auto& thread : threads) thread.join();
-    EXPECT_TRUE(queue.isCurrentThread());
-    ASSERT_TRUE(eventually([&] { return ran == kThreads * kTasks; }));
+    ASSERT_TRUE(test::eventually([&] { return ran == kThreads * kTasks; }));
     EXPECT_TRUE(allOnGuiThread);
-    for (const auto& [thread, order] : ranByThread) {
-        std::vector<int> expected(kTasks);
-        for (int i = 0; i < kTasks; ++i) expected[static_cast<std::size_t>(i)] = i;
-        EXPECT_EQ(order, expected) << "thread " << thread;
-    }
-}
-
-TEST(QtMainQueueTest, DelayedTasksRunByDeadlineAfterPlainPosts) {
-    auto& queue = platform::mainQueue();
-    std::vector<std::string> order;
-    queue.postAfter(60ms, [&] { order.push_back("late"); });
-    std::thread([&] { queue.postAfter(10ms, [&] { order.push_back("early"); }); }).join();
-    queue.post([&] { order.push_back("now"); });
-    ASSERT_TRUE(eventually([&] { return order.size() == 3; }));
-    EXPECT_EQ(order, (std::vector<std::string>{"now", "early", "late"}));
-}
-
-TEST(QtMainQueueTest, CancelledTasksNeverRunWhicheverThreadCancels) {
-    auto& queue = platform::mainQueue();
-    bool delayedRan = false;
-    int ticks = 0;
-    auto delayed = queue.postAfter(30ms, [&] { delayedRan = true; });
-    std::thread([delayed] { delayed.cancel(); }).join();
-
-    platform::TimerHandle repeating;
-    repeating = queue.repeat(5ms, [&] {
-        if (++ticks == 3) std::thread([repeating] { repeating.cancel(); }).join();
-    });
-    bool sentinel = false;
-    queue.postAfter(150ms, [&] { sentinel = true; });
-    ASSERT_TRUE(eventually([&] { return sentinel; }));
-    EXPECT_FALSE(delayedRan);
-    EXPECT_EQ(ticks, 3);
-    EXPECT_TRUE(repeating.isCancelled());
+    std::vector<int> expected(kTasks);
+    for (int i = 0; i < kTasks; ++i) expected[static_cast<std::size_t>(i)] = i;
+    for (const auto& [thread, order] : ranByThread) EXPECT_EQ(order, expected) << "thread " << thread;
 }
 
 }  // namespace

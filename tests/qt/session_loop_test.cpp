@@ -24,7 +24,6 @@
 namespace halvora::qt {
 namespace {
 
-using namespace std::chrono_literals;
 using test::child;
 using test::eventually;
 
@@ -138,9 +137,6 @@ protected:
         EXPECT_TRUE(seen) << "no frame shows the expected picture";
         return count;
     }
-    static void runEventsFor(std::chrono::milliseconds duration) {
-        QTest::qWait(static_cast<int>(duration.count()));
-    }
 
     std::shared_ptr<testing::FakeHttpClient> http = std::make_shared<testing::FakeHttpClient>();
     std::shared_ptr<testing::FakeSocketFactory> sockets = std::make_shared<testing::FakeSocketFactory>();
@@ -155,14 +151,14 @@ TEST_F(QtSessionTest, FramesFollowTheScreenAndSyncResendsWithoutTheOverlayEvenIf
     // The banner is on the screen the user sees, but never in what the agent gets.
     ASSERT_TRUE(eventually([&] { return anyPixel(window->grabWindow(), isBannerRed); }));
 
-    runEventsFor(600ms);  // several passes over a still screen
+    QTest::qWait(600);  // several passes over a still screen
     ASSERT_EQ(frames().size(), 1u);
 
     child(window.get(), "badge")->setProperty("color", QColor("#f08020"));
     waitForFrameShowing(isBadgeOrange);
     stream()->fire("sync");
     ASSERT_TRUE(eventually([&] { return frames().size() == 3; }));
-    runEventsFor(300ms);
+    QTest::qWait(300);
 
     const auto sent = frames();
     ASSERT_EQ(sent.size(), 3u);
@@ -195,13 +191,13 @@ TEST_F(QtSessionTest, ASensitiveItemIsMaskedInEveryFrameFromItsScreenOnAndUnmask
     QMetaObject::invokeMethod(window.get(), "showCheckout");
     waitForFrameShowing(isCheckoutGreen);
     ASSERT_TRUE(eventually([&] { return !child(window.get(), "stack")->property("busy").toBool(); }));
-    runEventsFor(300ms);
+    QTest::qWait(300);
     const std::size_t sentBeforeEnd = frames().size();
 
     session->updateResource(record("ended"));
     ASSERT_TRUE(eventually([&] { return masks() == 0; }));
     EXPECT_TRUE(Halvora::instance().redactedViews().empty());
-    runEventsFor(300ms);
+    QTest::qWait(300);
     EXPECT_FALSE(session->isFrameLoopRunning());
 
     const auto sent = frames();

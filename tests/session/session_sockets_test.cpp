@@ -1,5 +1,6 @@
-// The session's two realtime connections: when they open, what each event does, and how a failed
-// connection is rebuilt with fresh tokens.
+// The session's two realtime connections. Opening both with their tokens, probes, control pushes,
+// a rebuild after token rotation and closing at the end run against the reference service in
+// tests/cli/listen_e2e.mjs; here are the paths it cannot provoke.
 #include <gtest/gtest.h>
 
 #include "halvora/agent_events.h"
@@ -13,7 +14,6 @@ namespace halvora {
 namespace {
 
 using testing::FakeRealtimeSocket;
-using Items = platform::RealtimeSocket::Items;
 
 Json record(const std::string& state, const std::string& control = "c1", const std::string& stream = "s1") {
     return Json{{"type", "Session"}, {"id", "S"},        {"code", "123456"},     {"state", state},
@@ -36,27 +36,6 @@ protected:
     std::vector<HLVAgentEvent> events;
 };
 
-TEST_F(SessionSocketsTest, UpdatesOpenEachConnectionOnceWithItsOwnToken) {
-    session->updateResource(record("pending"));
-    ASSERT_EQ(sockets->made.size(), 2u);
-    auto c = control();
-    auto s = stream();
-    ASSERT_TRUE(c && s);
-    EXPECT_EQ(c->url, "http://svc");
-    EXPECT_EQ(c->config.path, "/sockets/1/events");
-    EXPECT_FALSE(c->config.reconnectWait);
-    EXPECT_EQ(c->config.extraHeaders,
-              (platform::HeaderList{{"Authorization", "Bearer c1"}, {"X-HalvoraSDKVersion", "1.5.4"},
-                                    {"X-HalvoraPlatform", "ios"}}));
-    EXPECT_EQ(c->registered, (std::vector<std::string>{"session", "connect", "error"}));
-    EXPECT_EQ(s->registered, (std::vector<std::string>{"error", "drawing", "laser", "url", "touch", "keypress",
-                                                       "sync", "probe"}));
-    EXPECT_EQ(c->connects + s->connects, 2);
-
-    session->updateResource(record("active"));
-    EXPECT_EQ(sockets->made.size(), 2u);
-}
-
 TEST_F(SessionSocketsTest, MissingOrInvalidUrlsOpenNothingUntilALaterUpdate) {
     Json bad = record("pending");
     bad["control_url"] = "not a url";
@@ -64,22 +43,6 @@ TEST_F(SessionSocketsTest, MissingOrInvalidUrlsOpenNothingUntilALaterUpdate) {
     session->updateResource(bad);
     EXPECT_TRUE(sockets->made.empty());
     session->updateResource(record("pending"));
-    EXPECT_EQ(sockets->made.size(), 2u);
-}
-
-TEST_F(SessionSocketsTest, AnEndedSessionOpensNothingAndTheEndClosesBoth) {
-    auto ended = FacadeAccess::makeSession();
-    ended->updateResource(record("ended"));
-    EXPECT_TRUE(sockets->made.empty());
-
-    session->updateResource(record("active"));
-    session->updateResource(record("ended"));
-    EXPECT_EQ(control()->disconnects, 1);
-    EXPECT_EQ(stream()->disconnects, 1);
-    EXPECT_FALSE(session->sockets()->control());
-    session->sockets()->close();  // again: harmless
-    session->cleanup();
-    EXPECT_FALSE(session->sockets());
     EXPECT_EQ(sockets->made.size(), 2u);
 }
 
@@ -91,32 +54,8 @@ TEST_F(SessionSocketsTest, StreamEventsReachTheSessionAsRecords) {
     s->fire("laser", {Json{{"type", "Touch"}}});  // not a laser: dropped
     s->fire("drawing", {});
     ASSERT_EQ(events.size(), 2u);
-    const auto* laser = std::get_if<HLVLaser>(&events[0]);
-    ASSERT_TRUE(laser);
-    EXPECT_EQ(laser->position, (HLVPoint{0.5, 0.25}));
-    const auto* touch = std::get_if<HLVTouchEvent>(&events[1]);
-    ASSERT_TRUE(touch);
-    EXPECT_TRUE(touch->isStart());
-
-    s->fire("probe", {Json{{"n", 5}}});
-    ASSERT_EQ(s->emitted.size(), 1u);
-    EXPECT_EQ(s->emitted[0].first, "alive");
-    EXPECT_EQ(s->emitted[0].second, (Items{Json{{"n", 5}}}));
-}
-
-TEST_F(SessionSocketsTest, ControlPushesAreAdoptedAndAConnectCatchesUp) {
-    session->updateResource(record("pending"));
-    auto c = control();
-    c->fire("session", {record("active")});
-    EXPECT_TRUE(session->isActive());
-    c->fire("session", {Json{{"type", "Device"}}});  // rejected, ignored
-    EXPECT_TRUE(session->isActive());
-
-    auto before = http->sent().size();
-    c->fire("connect");
-    ASSERT_EQ(http->sent().size(), before + 1);
-    EXPECT_EQ(http->lastSent().method, "GET");
-    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions/S");
+    EXPECT_EQ(std::get<HLVLaser>(events[0]).position, (HLVPoint{0.5, 0.25}));
+    EXPECT_TRUE(std::get<HLVTouchEvent>(events[1]).isStart());
 }
 
 TEST_F(SessionSocketsTest, AnErrorRefreshesBothTokensAndRebuildsOnlyTheFailedConnection) {

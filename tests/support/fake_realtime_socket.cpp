@@ -3,7 +3,6 @@
 namespace halvora::testing {
 
 void FakeRealtimeSocket::on(const std::string& event, Handler handler) {
-    registered.push_back(event);
     handlers_.emplace(event, std::move(handler));
 }
 
@@ -31,10 +30,9 @@ std::string FakeRealtimeSocket::bearer() const {
     return {};
 }
 
-std::shared_ptr<platform::RealtimeSocket> FakeSocketFactory::make(const std::string& url,
+std::shared_ptr<platform::RealtimeSocket> FakeSocketFactory::make(const std::string&,
                                                                   platform::RealtimeSocketConfig config) {
     auto socket = std::make_shared<FakeRealtimeSocket>();
-    socket->url = url;
     socket->config = std::move(config);
     made.push_back(socket);
     return socket;

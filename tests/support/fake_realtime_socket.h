@@ -16,11 +16,9 @@ namespace halvora::testing {
 
 class FakeRealtimeSocket final : public platform::RealtimeSocket {
 public:
-    std::string url;
     platform::RealtimeSocketConfig config;
     // Read directly once the sending queue has drained; while it runs, read through emittedSoFar().
     std::vector<std::pair<std::string, Items>> emitted;
-    std::vector<std::string> registered;  // event names in registration order
     int connects = 0;
     int disconnects = 0;
     std::atomic<bool> connected = false;  // the sending queue reads it
@@ -49,7 +47,7 @@ public:
 
     std::shared_ptr<platform::RealtimeSocket> make(const std::string& url,
                                                    platform::RealtimeSocketConfig config) override;
-    // The latest socket made for `url` whose token is `token`, or null.
+    // The latest socket made whose token is `token`, or null.
     std::shared_ptr<FakeRealtimeSocket> latestWithToken(const std::string& token) const;
 };
 

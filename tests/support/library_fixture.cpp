@@ -8,25 +8,6 @@
 
 namespace halvora::testing {
 
-std::optional<std::string> MemoryStore::get(const std::string& key) const {
-    std::lock_guard lock(mutex_);
-    auto it = values_.find(key);
-    if (it == values_.end()) return std::nullopt;
-    return it->second;
-}
-
-bool MemoryStore::set(const std::string& key, const std::string& value) {
-    std::lock_guard lock(mutex_);
-    values_[key] = value;
-    return true;
-}
-
-bool MemoryStore::remove(const std::string& key) {
-    std::lock_guard lock(mutex_);
-    values_.erase(key);
-    return true;
-}
-
 void LibraryTest::SetUp() {
     loop = std::make_shared<platform::RunLoop>(clock);
     app->id = "com.example.shop";

@@ -24,9 +24,20 @@ namespace halvora::testing {
 
 class MemoryStore final : public platform::KeyValueStore {
 public:
-    std::optional<std::string> get(const std::string& key) const override;
-    bool set(const std::string& key, const std::string& value) override;
-    bool remove(const std::string& key) override;
+    std::optional<std::string> get(const std::string& key) const override {
+        std::lock_guard lock(mutex_);
+        auto it = values_.find(key);
+        return it == values_.end() ? std::nullopt : std::optional(it->second);
+    }
+    bool set(const std::string& key, const std::string& value) override {
+        std::lock_guard lock(mutex_);
+        values_[key] = value;
+        return true;
+    }
+    bool remove(const std::string& key) override {
+        std::lock_guard lock(mutex_);
+        return values_.erase(key), true;
+    }
 
 private:
     mutable std::mutex mutex_;

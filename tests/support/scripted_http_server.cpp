@@ -22,43 +22,18 @@ namespace {
 
 constexpr std::size_t kMaxHeadBytes = 64 * 1024;
 
-std::optional<std::string> findHeader(const HttpHeaders& headers, std::string_view name) {
-    for (const auto& [key, value] : headers) {
-        if (std::equal(key.begin(), key.end(), name.begin(), name.end(), [](char x, char y) {
-                return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
-            })) {
-            return value;
-        }
-    }
-    return std::nullopt;
-}
-
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-    return text;
-}
-
 [[noreturn]] void throwErrno(const char* what) {
     throw std::system_error(errno, std::generic_category(), std::string("ScriptedHttpServer: ") + what);
 }
 
 // Clients ignore the reason phrase, so every status gets the same one.
 std::string render(const Reply& reply) {
-    const bool bodyAllowed = reply.statusCode != 204;
     std::string out = "HTTP/1.1 " + std::to_string(reply.statusCode) + " Scripted\r\n";
     for (const auto& [name, value] : reply.headers) out += name + ": " + value + "\r\n";
-    if (bodyAllowed) out += "Content-Length: " + std::to_string(reply.body.size()) + "\r\n";
-    out += "\r\n";
-    if (bodyAllowed) out += reply.body;
-    return out;
+    return out + "Content-Length: " + std::to_string(reply.body.size()) + "\r\n\r\n" + reply.body;
 }
 
 }  // namespace
-
-std::optional<std::string> RecordedRequest::header(std::string_view name) const {
-    return findHeader(headers, name);
-}
 
 std::uint16_t unusedLoopbackPort() {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -92,7 +67,6 @@ struct ScriptedHttpServer::Impl {
     std::deque<Reply> queued;
     Handler handler;
     std::vector<RecordedRequest> recorded;
-    std::size_t connections = 0;
     std::vector<std::thread> connectionThreads;
     bool stopping = false;
 
@@ -135,9 +109,8 @@ struct ScriptedHttpServer::Impl {
                 ::close(fd);
                 return;
             }
-            const std::size_t id = ++connections;
-            connectionThreads.emplace_back([this, fd, id] {
-                converse(fd, id);
+            connectionThreads.emplace_back([this, fd] {
+                converse(fd);
                 ::shutdown(fd, SHUT_RDWR);
                 ::close(fd);
             });
@@ -173,41 +146,28 @@ struct ScriptedHttpServer::Impl {
     }
 
     // One request from `buffer` (reading more as needed); nothing if the connection ended or the
-    // request was malformed.
-    std::optional<RecordedRequest> readRequest(int fd, std::string& buffer, bool& malformed) const {
+    // request was malformed (curl sends none, so it just ends the conversation).
+    std::optional<RecordedRequest> readRequest(int fd, std::string& buffer) const {
         std::size_t headEnd;
         while ((headEnd = buffer.find("\r\n\r\n")) == std::string::npos) {
             if (buffer.size() > kMaxHeadBytes || !readMore(fd, buffer)) return std::nullopt;
         }
-        malformed = true;
         RecordedRequest request;
-        std::string_view head(buffer.data(), headEnd);
+        std::string head = buffer.substr(0, headEnd);
         const auto lineEnd = std::min(head.find("\r\n"), head.size());
-        const std::string_view requestLine = head.substr(0, lineEnd);
-        const auto firstSpace = requestLine.find(' ');
-        const auto lastSpace = requestLine.rfind(' ');
-        if (firstSpace == std::string_view::npos || firstSpace == lastSpace) return std::nullopt;
-        request.method = requestLine.substr(0, firstSpace);
-        request.target = requestLine.substr(firstSpace + 1, lastSpace - firstSpace - 1);
+        const auto firstSpace = head.find(' ');
+        const auto lastSpace = head.rfind(' ', lineEnd);
+        if (firstSpace >= lineEnd || firstSpace == lastSpace) return std::nullopt;
+        request.method = head.substr(0, firstSpace);
+        request.target = head.substr(firstSpace + 1, lastSpace - firstSpace - 1);
 
-        std::string_view rest = head.substr(lineEnd);
-        while (!rest.empty()) {
-            rest.remove_prefix(2);  // the CRLF ending the previous line
-            const auto end = std::min(rest.find("\r\n"), rest.size());
-            const std::string_view line = rest.substr(0, end);
-            rest.remove_prefix(end);
-            const auto colon = line.find(':');
-            if (colon == std::string_view::npos || colon == 0) return std::nullopt;
-            request.headers.emplace_back(std::string(line.substr(0, colon)),
-                                         std::string(trimmed(line.substr(colon + 1))));
-        }
-
+        std::transform(head.begin(), head.end(), head.begin(), [](unsigned char c) { return std::tolower(c); });
         std::size_t length = 0;
-        if (const auto declared = request.header("Content-Length")) {
-            const auto [end, error] = std::from_chars(declared->data(), declared->data() + declared->size(), length);
-            if (error != std::errc() || end != declared->data() + declared->size()) return std::nullopt;
+        if (const auto at = head.find("\r\ncontent-length:"); at != std::string::npos) {
+            const char* digits = head.c_str() + at + 17;
+            while (*digits == ' ') ++digits;
+            if (std::from_chars(digits, head.c_str() + head.size(), length).ec != std::errc()) return std::nullopt;
         }
-        malformed = false;
         const std::size_t bodyStart = headEnd + 4;
         while (buffer.size() < bodyStart + length) {
             if (!readMore(fd, buffer)) return std::nullopt;
@@ -236,16 +196,11 @@ struct ScriptedHttpServer::Impl {
     }
 
     // Serves one connection until either side closes it; returns with the socket still open.
-    void converse(int fd, std::size_t id) {
+    void converse(int fd) {
         std::string buffer;
         for (;;) {
-            bool malformed = false;
-            auto request = readRequest(fd, buffer, malformed);
-            if (!request) {
-                if (malformed) writeAll(fd, "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
-                return;
-            }
-            request->connection = id;
+            auto request = readRequest(fd, buffer);
+            if (!request) return;
             {
                 std::lock_guard lock(mutex);
                 recorded.push_back(*request);
@@ -311,11 +266,6 @@ std::vector<RecordedRequest> ScriptedHttpServer::requests() const {
 bool ScriptedHttpServer::waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const {
     std::unique_lock lock(impl_->mutex);
     return impl_->changed.wait_for(lock, timeout, [&] { return impl_->recorded.size() >= count; });
-}
-
-std::size_t ScriptedHttpServer::connectionCount() const {
-    std::lock_guard lock(impl_->mutex);
-    return impl_->connections;
 }
 
 }  // namespace halvora::testing

@@ -20,13 +20,8 @@ using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 
 struct RecordedRequest {
     std::string method;
-    std::string target;       // exactly as on the request line, e.g. "/v1/items?x=1"
-    HttpHeaders headers;      // in order, names in the client's case
-    std::string body;         // Content-Length bytes, exactly
-    std::size_t connection = 0;  // which accepted connection carried it, counting from 1
-
-    // The first header with this name (case-insensitive).
-    std::optional<std::string> header(std::string_view name) const;
+    std::string target;  // exactly as on the request line, e.g. "/v1/items?x=1"
+    std::string body;    // Content-Length bytes, exactly
 };
 
 struct Reply {
@@ -43,10 +38,6 @@ struct Reply {
 
     static Reply status(int code, std::string body = {}, std::string contentType = "text/plain");
     static Reply json(int code, std::string body) { return status(code, std::move(body), "application/json"); }
-    static Reply noContent() { return status(204); }
-    static Reply redirect(int code, std::string location) {
-        return status(code).withHeader("Location", std::move(location));
-    }
     static Reply neverAnswer() { return Reply().as(Kind::NeverAnswer); }
     static Reply closeConnection() { return Reply().as(Kind::CloseWithoutAnswer); }
 
@@ -88,8 +79,6 @@ public:
     // True once at least `count` requests were recorded; false if the timeout passed first.
     bool waitForRequests(std::size_t count,
                          std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
-    // Connections accepted so far.
-    std::size_t connectionCount() const;
 
 private:
     struct Impl;

@@ -1,13 +1,18 @@
-#include "platform/linux/file_store.h"
-
+// The Linux layer: the settings file, and what it tells about the machine. That the installation
+// identifier is kept in the vendor store is checked in platform_test.cpp.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
 #include <string>
 
+#include "base/uuid.h"
 #include "halvora/platform/log.h"
+#include "platform/linux/file_store.h"
+#include "platform/linux/linux_device_info.h"
 #include "scratch_dir.h"
 
 namespace halvora::platform {
@@ -17,14 +22,8 @@ namespace fs = std::filesystem;
 using testing::ScratchDir;
 using testing::ScopedEnv;
 
-void writeFile(const fs::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-nlohmann::json readJson(const fs::path& path) {
-    std::ifstream in(path);
-    return nlohmann::json::parse(in);
-}
+void writeFile(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+nlohmann::json readJson(const fs::path& path) { return nlohmann::json::parse(std::ifstream(path)); }
 
 class FileStoreTest : public ::testing::Test {
 protected:
@@ -99,6 +98,50 @@ TEST(FileStorePathTest, DefaultPathFollowsXdgDataHomeAndSanitizesTheAppId) {
     ScopedEnv relative("XDG_DATA_HOME", "relative/dir");
     ScopedEnv home("HOME", "/home/someone");
     EXPECT_EQ(FileStore::defaultPath("a/b"), "/home/someone/.local/share/halvora/a_b/settings.json");
+}
+
+TEST(OsReleaseTest, ParsesQuotedValuesAndSkipsCommentsAndBlankLines) {
+    ScratchDir dir;
+    const auto path = (dir.path() / "os-release").string();
+    std::ofstream(path) << "# VERSION_ID=commented\n"
+                           "\n"
+                           "NAME=\"Debian GNU/Linux\"\n"
+                           "  VERSION_ID='12'\n"
+                           "VERSION=\"12 (bookworm) \\\"quoted\\\"\"\n"
+                           "ID=debian\n"
+                           "BROKEN\n"
+                           "MISMATCHED=\"a'\n";
+    EXPECT_EQ(osReleaseValue(path, "NAME"), "Debian GNU/Linux");
+    EXPECT_EQ(osReleaseValue(path, "VERSION_ID"), "12");
+    EXPECT_EQ(osReleaseValue(path, "VERSION"), "12 (bookworm) \"quoted\"");
+    EXPECT_EQ(osReleaseValue(path, "ID"), "debian");
+    EXPECT_EQ(osReleaseValue(path, "MISMATCHED"), "\"a'");
+    EXPECT_EQ(osReleaseValue(path, "BROKEN"), std::nullopt);
+    EXPECT_EQ(osReleaseValue(path, "ID_LIKE"), std::nullopt);
+    EXPECT_EQ(osReleaseValue((dir.path() / "missing").string(), "ID"), std::nullopt);
+}
+
+TEST(DeviceInfoTest, OsVersionFallsBackFromVersionIdToVersionToTheKernel) {
+    ScratchDir dir;
+    const auto path = (dir.path() / "os-release").string();
+    std::ofstream(path) << "VERSION=\"12 (bookworm)\"\n";
+    EXPECT_EQ(LinuxDeviceInfo(nullptr, path).osVersion(), "12 (bookworm)");
+    std::ofstream(path) << "VERSION_ID=\"12\"\nVERSION=\"12 (bookworm)\"\n";
+    EXPECT_EQ(LinuxDeviceInfo(nullptr, path).osVersion(), "12");
+    const auto kernel = LinuxDeviceInfo(nullptr, (dir.path() / "missing").string()).osVersion();
+    ASSERT_TRUE(kernel);
+    EXPECT_FALSE(kernel->empty());
+}
+
+TEST(DeviceInfoTest, UuidsAreVersion4UpperCaseAndDistinct) {
+    const std::regex canonical("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+    std::set<std::string> seen;
+    for (int i = 0; i < 1000; ++i) {
+        const std::string uuid = makeUuidString();
+        ASSERT_TRUE(std::regex_match(uuid, canonical)) << uuid;
+        seen.insert(uuid);
+    }
+    EXPECT_EQ(seen.size(), 1000u);
 }
 
 }  // namespace
