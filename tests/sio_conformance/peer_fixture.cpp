@@ -12,30 +12,27 @@
 extern char** environ;
 
 namespace halvora::sio_test {
+namespace {
 
+// The ports peer.js writes, once the file exists (none after kBound).
 std::optional<PeerPorts> readPortFile(const std::string& file) {
-    const auto deadline = std::chrono::steady_clock::now() + kBound;
-    while (std::chrono::steady_clock::now() < deadline) {
-        std::ifstream in(file);
+    for (const auto deadline = std::chrono::steady_clock::now() + kBound; std::chrono::steady_clock::now() < deadline;) {
         std::stringstream text;
-        text << in.rdbuf();
+        text << std::ifstream(file).rdbuf();
         if (!text.str().empty()) {
             const auto json = nlohmann::json::parse(text.str());
-            PeerPorts ports;
-            ports.port = json.at("port").get<int>();
-            ports.tlsPort = json.value("tlsPort", 0);
-            ports.caFile = json.value("caFile", "");
-            return ports;
+            return PeerPorts{json.at("port").get<int>(), json.value("tlsPort", 0), json.value("caFile", "")};
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     return std::nullopt;
 }
 
+}  // namespace
+
 PeerPorts sharedPeer() {
     const char* file = std::getenv("SIO_PEER_PORT_FILE");
-    if (!file) return {};
-    return readPortFile(file).value_or(PeerPorts{});
+    return file ? readPortFile(file).value_or(PeerPorts{}) : PeerPorts{};
 }
 
 PrivatePeer::PrivatePeer(int port) {
@@ -43,19 +40,14 @@ PrivatePeer::PrivatePeer(int port) {
     portFile_ = testing::TempDir() + "sio-private-peer-" + std::to_string(getpid()) + "-" +
                 std::to_string(++serial) + ".json";
     std::remove(portFile_.c_str());
-    std::string portText = std::to_string(port);
     std::vector<std::string> args{SIO_PEER_NODE, SIO_PEER_SCRIPT, "--port-file", portFile_,
-                                  "--port", portText, "--quiet"};
+                                  "--port", std::to_string(port), "--quiet"};
     std::vector<char*> argv;
     for (auto& arg : args) argv.push_back(arg.data());
     argv.push_back(nullptr);
     if (posix_spawn(&pid_, SIO_PEER_NODE, nullptr, nullptr, argv.data(), environ) != 0) pid_ = -1;
-    if (pid_ > 0) {
-        if (auto ports = readPortFile(portFile_)) port_ = ports->port;
-    }
+    if (auto ports = pid_ > 0 ? readPortFile(portFile_) : std::nullopt) port_ = ports->port;
 }
-
-PrivatePeer::~PrivatePeer() { stop(); }
 
 void PrivatePeer::stop() {
     if (pid_ <= 0) return;
@@ -68,9 +60,7 @@ void PrivatePeer::stop() {
 WorkerExecutor::WorkerExecutor() {
     thread_ = std::thread([queue = queue_] {
         std::unique_lock lock(queue->mutex);
-        for (;;) {
-            queue->ready.wait(lock, [&] { return queue->stopped || !queue->tasks.empty(); });
-            if (queue->tasks.empty()) return;
+        while (queue->ready.wait(lock, [&] { return queue->stopped || !queue->tasks.empty(); }), !queue->tasks.empty()) {
             auto task = std::move(queue->tasks.front());
             queue->tasks.pop_front();
             lock.unlock();
@@ -94,11 +84,9 @@ sio::Executor WorkerExecutor::executor() {
     return [weak = std::weak_ptr<Queue>(queue_)](std::function<void()> task) {
         auto queue = weak.lock();
         if (!queue) return;
-        {
-            std::lock_guard lock(queue->mutex);
-            if (queue->stopped) return;
-            queue->tasks.push_back(std::move(task));
-        }
+        std::lock_guard lock(queue->mutex);
+        if (queue->stopped) return;
+        queue->tasks.push_back(std::move(task));
         queue->ready.notify_one();
     };
 }
@@ -106,10 +94,8 @@ sio::Executor WorkerExecutor::executor() {
 void Recorder::watch(sio::Socket& socket, const std::vector<std::string>& names) {
     for (const auto& name : names) {
         socket.on(name, [this, name](const sio::Items& items, sio::Ack) {
-            {
-                std::lock_guard lock(mutex_);
-                events_.push_back({name, items});
-            }
+            std::lock_guard lock(mutex_);
+            events_.push_back({name, items});
             changed_.notify_all();
         });
     }
@@ -121,21 +107,16 @@ std::optional<sio::Items> Recorder::waitFor(const std::string& name, int nth) {
     changed_.wait_for(lock, kBound, [&] {
         int seen = 0;
         for (const auto& event : events_) {
-            if (event.name == name && ++seen == nth) {
-                found = event.items;
-                return true;
-            }
+            if (event.name == name && ++seen == nth) found = event.items;
         }
-        return false;
+        return found.has_value();
     });
     return found;
 }
 
 int Recorder::count(const std::string& name) const {
     std::lock_guard lock(mutex_);
-    int seen = 0;
-    for (const auto& event : events_) seen += event.name == name;
-    return seen;
+    return static_cast<int>(std::count_if(events_.begin(), events_.end(), [&](const Event& e) { return e.name == name; }));
 }
 
 std::vector<Event> Recorder::events() const {
@@ -143,8 +124,7 @@ std::vector<Event> Recorder::events() const {
     return events_;
 }
 
-std::optional<sio::Items> ask(sio::Socket& socket, const std::string& event, sio::Items items,
-                              sio::Seconds timeout) {
+std::optional<sio::Items> ask(sio::Socket& socket, const std::string& event, sio::Items items, sio::Seconds timeout) {
     struct Answer {
         std::mutex mutex;
         std::condition_variable ready;
@@ -171,8 +151,7 @@ void PeerTest::TearDown() {
     if (!HasFailure() && !std::getenv("SIO_TEST_VERBOSE")) return;
     for (const auto& event : recorder_.events()) {
         std::string items = sio::Value(event.items).dump();
-        if (items.size() > 200) items = items.substr(0, 200) + "...";
-        std::cerr << "  event " << event.name << " " << items << "\n";
+        std::cerr << "  event " << event.name << " " << items.substr(0, 200) << (items.size() > 200 ? "...\n" : "\n");
     }
 }
 
@@ -186,10 +165,9 @@ sio::Config PeerTest::config() {
 }
 
 std::unique_ptr<sio::SocketManager> PeerTest::connect(sio::Config config, std::string url) {
-    auto manager = std::make_unique<sio::SocketManager>(url.empty() ? plainUrl() : url, std::move(config));
-    recorder_.watch(manager->defaultSocket(), {"connect", "disconnect", "error", "reconnect",
-                                                "reconnectAttempt", "statusChange", "echo",
-                                                "answer"});
+    auto manager = std::make_unique<sio::SocketManager>(url.empty() ? wsUrl(peer_.port) : url, std::move(config));
+    recorder_.watch(manager->defaultSocket(), {"connect", "disconnect", "error", "reconnect", "reconnectAttempt",
+                                               "statusChange", "echo", "answer"});
     manager->connect();
     return manager;
 }

@@ -2,6 +2,7 @@
 // What the sio conformance cases share: the peer server's address, an executor thread standing in
 // for an application's UI queue, and a recorder of the events a socket receives.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -19,6 +20,8 @@
 
 namespace halvora::sio_test {
 
+using ::testing::HasSubstr;
+
 // Failure bound of every wait; the events come much sooner when things work.
 inline constexpr std::chrono::seconds kBound{10};
 
@@ -27,8 +30,7 @@ struct PeerPorts {
     int tlsPort = 0;
     std::string caFile;
 };
-// Ports written by peer.js, once the file exists (none after kBound).
-std::optional<PeerPorts> readPortFile(const std::string& file);
+
 // The peer started by the CTest fixture (path /custom/io, TLS as well).
 PeerPorts sharedPeer();
 
@@ -36,7 +38,7 @@ PeerPorts sharedPeer();
 class PrivatePeer {
 public:
     explicit PrivatePeer(int port = 0);
-    ~PrivatePeer();
+    ~PrivatePeer() { stop(); }
     int port() const { return port_; }
     void stop();
 
@@ -73,6 +75,11 @@ public:
     void watch(sio::Socket& socket, const std::vector<std::string>& names);
     // Waits for the `nth` event called `name` (1-based) and returns its items.
     std::optional<sio::Items> waitFor(const std::string& name, int nth = 1);
+    // The first item of that event; null if it never came.
+    sio::Value first(const std::string& name, int nth = 1) {
+        const auto items = waitFor(name, nth);
+        return items && !items->empty() ? items->front() : sio::Value();
+    }
     int count(const std::string& name) const;
     std::vector<Event> events() const;
 
@@ -92,11 +99,10 @@ inline const std::vector<std::uint8_t>& bytesOf(const sio::Value& value) { retur
 // A manager on the shared peer, handlers on a worker thread, every client event recorded.
 class PeerTest : public testing::Test {
 protected:
-    // A failed case shows what the socket went through.
-    void TearDown() override;
+    void TearDown() override;  // a failed case shows what the socket went through
     sio::Config config();
     std::unique_ptr<sio::SocketManager> connect(sio::Config config, std::string url = {});
-    std::string plainUrl() const { return "ws://127.0.0.1:" + std::to_string(peer_.port); }
+    static std::string wsUrl(int port) { return "ws://127.0.0.1:" + std::to_string(port); }
 
     PeerPorts peer_ = sharedPeer();
     WorkerExecutor worker_;

@@ -33,17 +33,13 @@ TEST_F(Tls, UntrustedOrMismatchedCertificatesAreRejected) {
     {
         // Self-signed, and not in the system store.
         auto manager = connect(config, url("localhost"));
-        auto error = recorder_.waitFor("error");
-        ASSERT_TRUE(error);
-        EXPECT_NE(error->at(0).get<std::string>().find("self-signed"), std::string::npos);
+        EXPECT_THAT(recorder_.first("error").dump(), HasSubstr("self-signed"));
     }
     {
         // Trusted, but issued for "localhost", not for the address.
         config.caFile = peer_.caFile;
         auto manager = connect(config, url("127.0.0.1"));
-        auto error = recorder_.waitFor("error", 2);
-        ASSERT_TRUE(error);
-        EXPECT_NE(error->at(0).get<std::string>().find("not valid for 127.0.0.1"), std::string::npos);
+        EXPECT_THAT(recorder_.first("error", 2).dump(), HasSubstr("not valid for 127.0.0.1"));
     }
     EXPECT_EQ(recorder_.count("connect"), 0);
     {
