@@ -17,8 +17,9 @@ std::mutex& servicesMutex() {
     return mutex;
 }
 
-// Destroyed at exit in reverse member order: the network client first, the main queue last, so
-// that completions and background tasks still find the queue they post to.
+// Destroyed at exit in reverse member order: the background queue first (its last tasks still find
+// every other service), then the network client, the main queue last, so that completions still
+// find the queue they post to.
 Services& current() {
     static Services services;
     return services;
@@ -31,7 +32,9 @@ SystemDefaults& systemDefaults() {
 }
 
 void fillDefaults(Services& s) {
-    if (systemDefaults()) systemDefaults()(s);
+    // Only while something is missing: at exit the background queue's last tasks still come here.
+    const bool complete = s.appInfo && s.store && s.deviceInfo && s.http && s.sockets;
+    if (!complete && systemDefaults()) systemDefaults()(s);
     if (!s.appInfo) s.appInfo = std::make_shared<StaticAppInfo>();
     if (!s.mainQueue) s.mainQueue = std::make_shared<RunLoop>();
     if (!s.background) s.background = std::make_shared<BackgroundQueue>();

@@ -27,9 +27,11 @@ protected:
     void SetUp() override {
         platform::CurlHttpClient::Options options;
         options.idleTimeout = 500ms;  // the silent server must not hold the test for a minute
-        platform::install({loop, nullptr, std::make_shared<testing::MemoryStore>(),
-                           std::make_shared<platform::StaticAppInfo>(), std::make_shared<testing::FakeDeviceInfo>(),
-                           std::make_shared<platform::CurlHttpClient>(options), nullptr, nullptr});
+        platform::install({.mainQueue = loop,
+                           .store = std::make_shared<testing::MemoryStore>(),
+                           .appInfo = std::make_shared<platform::StaticAppInfo>(),
+                           .deviceInfo = std::make_shared<testing::FakeDeviceInfo>(),
+                           .http = std::make_shared<platform::CurlHttpClient>(options)});
         platform::setLogSink([this](std::string_view line) { logged.emplace_back(line); });
         server.setDefaultReply(Reply::json(200, R"({"id":"d","next_registration":600})"));
         halvora.setApi(server.baseUrl());

@@ -36,9 +36,11 @@ protected:
         app->id = "io.halvora.tests";
         app->version = "1.0";
         app->build = "1";
-        platform::install({loop, nullptr, store, app,
-                           std::make_shared<platform::LinuxDeviceInfo>(std::make_shared<testing::MemoryStore>()),
-                           std::make_shared<platform::CurlHttpClient>(), nullptr, nullptr});
+        platform::install({.mainQueue = loop,
+                           .store = store,
+                           .appInfo = app,
+                           .deviceInfo = std::make_shared<platform::LinuxDeviceInfo>(std::make_shared<testing::MemoryStore>()),
+                           .http = std::make_shared<platform::CurlHttpClient>()});
         halvora.setApi(url);
     }
     bool waitFor(const std::function<bool()>& done) { return loop->runUntil(done, 20s); }

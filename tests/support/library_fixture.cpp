@@ -15,7 +15,8 @@ void LibraryTest::SetUp() {
     app->version = "2.3";
     app->build = "417";
     app->localization = "en";
-    platform::install({loop, nullptr, store, app, device, http, sockets, browser});
+    platform::install({.mainQueue = loop, .store = store, .appInfo = app, .deviceInfo = device, .http = http,
+                       .sockets = sockets, .urlOpener = browser});
     auto log = log_;
     platform::setLogSink([log](std::string_view line) {
         std::lock_guard lock(log->mutex);

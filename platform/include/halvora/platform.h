@@ -30,7 +30,6 @@ namespace halvora::platform {
 
 struct Services {
     std::shared_ptr<MainQueue> mainQueue = nullptr;          // default: RunLoop on the system clock
-    std::shared_ptr<BackgroundQueue> background = nullptr;   // default: one worker thread
     std::shared_ptr<KeyValueStore> store = nullptr;          // default: FileStore at FileStore::defaultPath
     std::shared_ptr<AppInfo> appInfo = nullptr;              // default: StaticAppInfo named after the executable
     std::shared_ptr<DeviceInfo> deviceInfo = nullptr;        // default: LinuxDeviceInfo
@@ -39,6 +38,8 @@ struct Services {
     std::shared_ptr<UrlOpener> urlOpener = nullptr;          // default: LoggingUrlOpener
     std::shared_ptr<Screen> screen = nullptr;      // default: FixedScreen (a headless phone screen)
     std::shared_ptr<Application> application = nullptr; // default: HeadlessApplication (no windows)
+    // Last, so that at exit it is stopped first: its tasks still find every other service.
+    std::shared_ptr<BackgroundQueue> background = nullptr;   // default: one worker thread
 };
 
 // Installs the given services; empty members keep (or lazily get) their defaults.
