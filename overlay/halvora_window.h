@@ -19,8 +19,6 @@
 
 namespace halvora {
 
-class HLVLaser;
-class HLVTouchEvent;
 
 class HLVHalvoraWindow {
 public:
