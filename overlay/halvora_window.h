@@ -19,7 +19,6 @@
 
 namespace halvora {
 
-
 class HLVHalvoraWindow {
 public:
     using AgentEventObserver = std::function<void(const HLVAgentEvent&)>;
