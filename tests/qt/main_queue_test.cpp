@@ -1,7 +1,8 @@
-// Posting order across threads is the one rule of the Qt main queue the session tests cannot see:
-// there every post comes from the GUI thread.
+// Posting order and cancelling across threads are the rules of the Qt main queue the session tests
+// cannot see: there every post comes from the GUI thread.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <map>
 #include <thread>
 #include <vector>
@@ -36,6 +37,14 @@ TEST(QtMainQueueTest, TasksFromManyThreadsRunOnTheGuiThreadInTheirPostingOrder) 
     std::vector<int> expected(kTasks);
     for (int i = 0; i < kTasks; ++i) expected[static_cast<std::size_t>(i)] = i;
     for (const auto& [thread, order] : ranByThread) EXPECT_EQ(order, expected) << "thread " << thread;
+
+    // A timer cancelled from another thread never runs, even when a later one has.
+    bool cancelledRan = false, laterRan = false;
+    auto cancelled = queue.postAfter(std::chrono::milliseconds(20), [&] { cancelledRan = true; });
+    queue.postAfter(std::chrono::milliseconds(60), [&] { laterRan = true; });
+    std::thread([&] { cancelled.cancel(); }).join();
+    ASSERT_TRUE(test::eventually([&] { return laterRan; }));
+    EXPECT_FALSE(cancelledRan);
 }
 
 }  // namespace

@@ -36,7 +36,9 @@ protected:
     std::vector<HLVAgentEvent> events;
 };
 
-TEST_F(SessionSocketsTest, MissingOrInvalidUrlsOpenNothingUntilALaterUpdate) {
+TEST_F(SessionSocketsTest, AnEndedSessionOrMissingUrlsOpenNothingUntilALaterUpdate) {
+    FacadeAccess::makeSession()->updateResource(record("ended"));
+    EXPECT_TRUE(sockets->made.empty());
     Json bad = record("pending");
     bad["control_url"] = "not a url";
     bad.erase("stream_url");
