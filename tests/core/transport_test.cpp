@@ -1,6 +1,6 @@
-// The REST transport: headers, methods, bodies, and the one callback each outcome produces. Error
-// statuses with and without a message, bodies that are not JSON and curl's failures arrive over real
-// HTTP in tests/integration/faulty_service_test.cpp; here are the edges a server rarely sends.
+// The REST transport: headers, methods, bodies, and the one callback each outcome produces, with
+// the error statuses, non-JSON bodies and edges a server rarely sends; curl's own failures are in
+// tests/platform/curl_http_client_test.cpp.
 #include <gtest/gtest.h>
 
 #include "halvora/halvora.h"

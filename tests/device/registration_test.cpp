@@ -36,7 +36,6 @@ TEST_F(RegistrationTest, IdentifierIsMadeOnceAndKept) {
     EXPECT_EQ(dev->url(), "http://svc/api/1/devices/KEPT");
 }
 
-// Custom data reaching the service is checked in tests/integration/service_test.cpp.
 TEST_F(RegistrationTest, BodyKeysInOrderTokenInLowerCaseHexAndCustomDataMerged) {
     EXPECT_EQ(HLVDevice::stringWithDeviceToken({0x00, 0x10, 0xab}), "0010ab");
     halvora.start();

@@ -1,6 +1,6 @@
-// The curl client on loopback. Ordinary requests and answers, error statuses and bodies that are
-// not JSON cross it in tests/integration (the reference service and a misbehaving one); here are
-// what must never reach the wire, the transport failures, and completion on every path.
+// The curl client on loopback. Ordinary exchanges cross it in the command-line tool's tests against
+// the reference service; here are what must never reach the wire, the transport failures, and
+// completion on every path.
 #include "platform/linux/curl_http_client.h"
 
 #include <curl/curl.h>

@@ -1,6 +1,6 @@
 // Which session is current, and who hears of it. Creating, fetching by code and "Session not found"
-// run against the reference service in tests/integration/service_test.cpp, answers that are not
-// sessions in faulty_service_test.cpp.
+// run against the reference service in tests/cli/doctor_test.sh; answers that are not sessions are
+// rejected in session_test.cpp.
 #include <gtest/gtest.h>
 
 #include "halvora/agent_events.h"
