@@ -5,9 +5,8 @@ include(CMakePackageConfigHelpers)
 set(HALVORA_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Halvora)
 set(HALVORA_INSTALL_QMLDIR ${CMAKE_INSTALL_LIBDIR}/qml)
 
-foreach(folder IN ITEMS base platform protocol rest session facade)
-  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-          COMPONENT Halvora)
+foreach(dir IN LISTS HALVORA_PUBLIC_INCLUDE_DIRS)
+  install(DIRECTORY ${dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Halvora)
 endforeach()
 install(TARGETS halvora EXPORT HalvoraTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Halvora)
 install(EXPORT HalvoraTargets NAMESPACE Halvora:: DESTINATION ${HALVORA_CMAKE_DIR} COMPONENT Halvora)
