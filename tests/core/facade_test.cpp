@@ -1,5 +1,4 @@
-// The facade's lifecycle and configuration. A failed deregistration's log line is read by the
-// doctor: tests/cli/doctor_test.cpp.
+// The facade's lifecycle and configuration.
 #include <gtest/gtest.h>
 
 #include <thread>

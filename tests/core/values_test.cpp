@@ -42,26 +42,5 @@ TEST_F(IsoStringTest, WritesLocalTimeWithOffsetOrZ) {
     EXPECT_EQ(hlv_ISOString(instant), "2019-03-07T17:35:09+05:30");
 }
 
-TEST(UrlRecordTest, ParsesOnlyUrlRecordsAndKeepsOnlyOpenableWebUrls) {
-    auto record = HLVURL::from(Json{{"type", "URL"}, {"id", 7}, {"url", "https://example.com/help?q=1"}});
-    ASSERT_TRUE(record);
-    EXPECT_EQ(*record->id, 7);
-    EXPECT_EQ(*record->url, "https://example.com/help?q=1");
-    for (const Json& other : {Json{{"type", "Laser"}, {"url", "https://example.com"}}, Json{{"url", "https://example.com"}},
-                              Json::array({"URL"}), Json{{"type", 1}}}) {
-        EXPECT_FALSE(HLVURL::from(other)) << other;
-    }
-
-    for (const Json& bad : {Json("not a url"), Json("javascript:alert(1)"), Json("file:///etc/passwd"), Json("https://"),
-                            Json("http:///x"), Json("https://exa mple.com"), Json("ftp://example.com"), Json(""),
-                            Json(12)}) {
-        auto unopenable = HLVURL::from(Json{{"type", "URL"}, {"url", bad}});
-        ASSERT_TRUE(unopenable) << bad;
-        EXPECT_FALSE(unopenable->url) << bad;
-    }
-    EXPECT_TRUE(isOpenableWebUrl("HTTP://Example.com:8080"));
-    EXPECT_TRUE(isOpenableWebUrl("https://user@example.com/"));
-}
-
 }  // namespace
 }  // namespace halvora

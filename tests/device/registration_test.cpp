@@ -26,16 +26,6 @@ protected:
     std::shared_ptr<HLVDevice> dev = halvora.device();
 };
 
-TEST_F(RegistrationTest, IdentifierIsMadeOnceAndKept) {
-    EXPECT_FALSE(store->get("halvora_device_id"));
-    std::string id = dev->id();  // its form: UuidsAreVersion4UpperCaseAndDistinct in tests/platform
-    EXPECT_EQ(store->get("halvora_device_id"), id);
-    EXPECT_EQ(dev->id(), id);
-    EXPECT_EQ(halvora.deviceId(), id);
-    store->set("halvora_device_id", "KEPT");
-    EXPECT_EQ(dev->url(), "http://svc/api/1/devices/KEPT");
-}
-
 TEST_F(RegistrationTest, BodyKeysInOrderTokenInLowerCaseHexAndCustomDataMerged) {
     EXPECT_EQ(HLVDevice::stringWithDeviceToken({0x00, 0x10, 0xab}), "0010ab");
     halvora.start();
@@ -96,16 +86,6 @@ TEST_F(RegistrationTest, RestartingTheLoopKeepsOneTimer) {
     EXPECT_EQ(sentCount(), 4u);  // one chain, one registration per period
 }
 
-TEST_F(RegistrationTest, OutsideRegistrationsDoNotMoveTheTimer) {
-    halvora.start();
-    answerRegistration(R"({"id":"d","next_registration":300})");
-    advance(seconds(200));
-    halvora.setCustomData({{"k", "v"}});
-    answerRegistration(R"({"id":"d","next_registration":3000})");
-    advance(seconds(100));
-    EXPECT_EQ(sentCount(), 3u);
-}
-
 TEST_F(RegistrationTest, DeregisterCancelsTheTimerDropsDataAndRecordAtOnce) {
     halvora.setCustomData({{"a", 1}});  // stopped: kept for the first registration, nothing sent
     EXPECT_EQ(sentCount(), 0u);
@@ -115,8 +95,7 @@ TEST_F(RegistrationTest, DeregisterCancelsTheTimerDropsDataAndRecordAtOnce) {
     ASSERT_TRUE(dev->resource());
     std::string id = dev->id();
 
-    // Deregistering at the service, and a refusal's error, are in integration/service_test.cpp and
-    // cli/doctor_test.cpp.
+    // Deregistering at the service runs in tests/cli/doctor_test.sh.
     dev->deregister(nullptr);
     EXPECT_FALSE(dev->resource());  // without waiting for the answer
     EXPECT_FALSE(dev->customData());
@@ -128,17 +107,6 @@ TEST_F(RegistrationTest, DeregisterCancelsTheTimerDropsDataAndRecordAtOnce) {
     dev->registerDevice(nullptr);
     EXPECT_FALSE(bodyOf(http->lastSent()).contains("custom_data"));
     EXPECT_EQ(dev->id(), id);  // the identifier survives deregistration
-}
-
-TEST_F(RegistrationTest, AnInFlightLoopRegistrationStillSchedulesAfterDeregister) {
-    halvora.start();
-    dev->deregister(nullptr);
-    answerRegistration(R"({"id":"d","next_registration":100})");  // the loop's registration
-    http->respondJson(200, R"({})");                            // the DELETE
-    runPending();
-    EXPECT_TRUE(dev->hasPendingRegistration());
-    advance(seconds(100));
-    EXPECT_EQ(http->lastSent().method, "PUT");
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // The manual-clock run loop every unit suite stands on: its ordering and cancellation rules. Waking
-// for posts from other threads is exercised by the integration suites (curl's thread answers);
-// runUntil stopping exactly at its deadline by the doctor's timed-out step (cli/doctor_test.cpp).
+// for posts from other threads is exercised by the end-to-end suites (curl's thread answers).
 #include "halvora/platform/run_loop.h"
 
 #include <gtest/gtest.h>

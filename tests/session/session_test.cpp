@@ -28,14 +28,6 @@ protected:
     int updated = 0, ended = 0, activated = 0;
 };
 
-// The collection's and the id's URLs are used against the reference service in tests/cli.
-TEST_F(SessionTest, UrlIsByIdElseByCode) {
-    session->updateResource(Json{{"type", "Session"}, {"id", nullptr}, {"code", "777777"}, {"state", "pending"}});
-    EXPECT_EQ(session->url(), "http://svc/api/1/sessions/777777");
-    session->updateResource(record("pending", "abc"));
-    EXPECT_EQ(session->url(), "http://svc/api/1/sessions/abc");
-}
-
 TEST_F(SessionTest, InvalidRecordsAreRejectedWithoutTouchingTheCurrentOne) {
     ASSERT_FALSE(session->updateResource(record("pending")));
     const std::vector<std::pair<Json, std::string>> cases = {

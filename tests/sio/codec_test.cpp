@@ -109,31 +109,6 @@ TEST(EnginePacket, RejectsBadFramesAndHandshakes) {
     for (const char* json : invalid) EXPECT_FALSE(decodeHandshake(json)) << json;
 }
 
-TEST(SioConfig, ReadsTheDictionaryForm) {
-    Value options = {{"path", "/sockets/1/events"},
-                     {"extraHeaders", {{"Authorization", "Bearer t"}, {"X-Device", "d1"}}},
-                     {"reconnects", false},
-                     {"reconnectAttempts", -1},
-                     {"reconnectWait", 2},
-                     {"reconnectWaitMax", 7.5},
-                     {"randomizationFactor", 0.25},
-                     {"somethingElse", "ignored"}};
-    auto config = Config::fromJson(options);
-    ASSERT_TRUE(config);
-    EXPECT_EQ(config->path, "/sockets/1/events");
-    EXPECT_EQ(config->extraHeaders, (Headers{{"Authorization", "Bearer t"}, {"X-Device", "d1"}}));
-    EXPECT_FALSE(config->reconnects);
-    EXPECT_EQ(config->reconnectAttempts, -1);
-    EXPECT_EQ(config->reconnectWait.count(), 2);
-    EXPECT_EQ(config->reconnectWaitMax.count(), 7.5);
-    EXPECT_EQ(config->randomizationFactor, 0.25);
-
-    auto defaults = Config::fromJson(Value::object());
-    ASSERT_TRUE(defaults);
-    EXPECT_EQ(defaults->path, "/socket.io");
-    EXPECT_EQ(defaults->reconnectWait.count(), 10);
-}
-
 TEST(SioConfig, RefusesWrongTypesWithTheReason) {
     struct Case {
         Value options;
