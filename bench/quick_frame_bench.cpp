@@ -70,7 +70,7 @@ bool capture(RgbaFrame& frame) {
     return halvora::captureWindows(
         halvora::platform::application(), scale(),
         [](const halvora::platform::Window& window) { return halvora::Halvora::instance().shouldCaptureWindow(window); },
-        frame);
+        halvora::platform::application().sensitiveViews(), frame);
 }
 
 const RgbaFrame& capturedFrame() {

@@ -19,8 +19,44 @@ bool isCapturedWindow(const platform::Window& window, const platform::WindowRef&
     return !others || others(window);
 }
 
+bool blankSensitiveAreas(const std::vector<platform::ViewRef>& sensitive, platform::Point origin, float scale,
+                         RgbaFrame& canvas) {
+    // Every place is read before any pixel changes, so a refusal leaves nothing half done.
+    std::vector<platform::Rect> areas;
+    for (const auto& view : sensitive) {
+        if (!view || !view->isAlive()) continue;
+        const platform::DrawnArea drawn = view->drawnArea();
+        if (drawn.kind == platform::DrawnArea::Kind::notDrawn) continue;
+        const platform::Rect r = drawn.frame;
+        if (drawn.kind != platform::DrawnArea::Kind::known || !std::isfinite(r.x) || !std::isfinite(r.y) ||
+            !std::isfinite(r.width) || !std::isfinite(r.height) || r.width < 0 || r.height < 0) {
+            return false;
+        }
+        areas.push_back(r);
+    }
+    for (const platform::Rect& r : areas) {
+        // Outwards to whole pixels, one more for the smoothing of scaled drawing.
+        const double left = std::floor((r.x - kRedactionMarginPoints - origin.x) * scale) - 1;
+        const double top = std::floor((r.y - kRedactionMarginPoints - origin.y) * scale) - 1;
+        const double right = std::ceil((r.x + r.width + kRedactionMarginPoints - origin.x) * scale) + 1;
+        const double bottom = std::ceil((r.y + r.height + kRedactionMarginPoints - origin.y) * scale) + 1;
+        const int x0 = static_cast<int>(std::clamp(left, 0.0, static_cast<double>(canvas.width)));
+        const int x1 = static_cast<int>(std::clamp(right, 0.0, static_cast<double>(canvas.width)));
+        const int y0 = static_cast<int>(std::clamp(top, 0.0, static_cast<double>(canvas.height)));
+        const int y1 = static_cast<int>(std::clamp(bottom, 0.0, static_cast<double>(canvas.height)));
+        for (int y = y0; y < y1; ++y) {
+            std::uint8_t* pixel = canvas.row(y) + static_cast<std::size_t>(x0) * RgbaFrame::kBytesPerPixel;
+            for (int x = x0; x < x1; ++x, pixel += RgbaFrame::kBytesPerPixel) {
+                std::memcpy(pixel, kRedactedFill, RgbaFrame::kBytesPerPixel);
+            }
+        }
+    }
+    return true;
+}
+
 bool captureWindows(platform::Application& application, float scale,
-                    const std::function<bool(const platform::Window&)>& accept, RgbaFrame& canvas) {
+                    const std::function<bool(const platform::Window&)>& accept,
+                    const std::vector<platform::ViewRef>& sensitive, RgbaFrame& canvas) {
     const auto key = application.keyWindow();
     if (!key || !key->isAlive()) {
         canvas.clear();
@@ -42,6 +78,11 @@ bool captureWindows(platform::Application& application, float scale,
         // Windows are placed by their frames on the screen, relative to the key window's.
         const platform::Rect frame = window->frame();
         window->drawHierarchy(canvas, {frame.x - keyFrame.x, frame.y - keyFrame.y}, scale);
+    }
+    // After drawing: the places are read as the toolkit laid the scene out for this very picture.
+    if (!blankSensitiveAreas(sensitive, {keyFrame.x, keyFrame.y}, scale, canvas)) {
+        canvas.clear();
+        return false;
     }
     return true;
 }

@@ -168,6 +168,9 @@ void Halvora::setCurrentSession(std::shared_ptr<HLVSession> session) {
     });
     currentSession_->onActivated([this](const std::shared_ptr<HLVSession>&) {
         overlay_->setActive(true);
+        // Screens already on show are masked now, not at their next appearance; frames blank them
+        // from the first one either way.
+        maskSensitiveViews(platform::application().sensitiveViews());
         // Keep the display awake while the agent watches. Never switched back: the application
         // may have its own reasons to keep it off, so the timer is left to it.
         platform::mainQueue().post([] { platform::application().setIdleTimerDisabled(true); });

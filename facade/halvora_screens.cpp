@@ -14,10 +14,16 @@ void Halvora::viewWillAppear(const platform::ViewControllerRef& viewController, 
     HALVORA_ASSERT_MAIN_THREAD();
     if (!viewController || !currentSession_ || !currentSession_->isActive()) return;
     currentSession_->viewWillAppear(viewController, animated);
-    const auto sensitive = viewController->redactedViews();
-    if (!sensitive) return;
-    for (const auto& view : *sensitive) {
-        if (!view) continue;
+    // The screen's own declarations, and any made since the last look (a dialog opened meanwhile).
+    if (auto declared = viewController->redactedViews()) maskSensitiveViews(*declared);
+    maskSensitiveViews(platform::application().sensitiveViews());
+}
+
+void Halvora::maskSensitiveViews(const std::vector<platform::ViewRef>& views) {
+    // A view destroyed since it was masked must not stand for a new one made at its address.
+    std::erase_if(redactedViews_, [](const platform::ViewRef& masked) { return !masked->isAlive(); });
+    for (const auto& view : views) {
+        if (!view || !view->isAlive()) continue;
         redact(view);
         const bool known = std::any_of(redactedViews_.begin(), redactedViews_.end(),
                                        [&](const platform::ViewRef& masked) { return masked->isSameView(*view); });

@@ -1,39 +1,83 @@
 #include "qt/halvora_attached.h"
 
-namespace halvora::qt {
+#include <algorithm>
 
-QQmlListProperty<QQuickItem> HalvoraAttached::redactedItems() {
+#include "halvora/platform/log.h"
+#include "qt/qml_type_name.h"
+
+namespace halvora::qt {
+namespace {
+
+// Every attached object alive, on the GUI thread only (QML makes them there).
+std::vector<HalvoraAttached*>& declarations() {
+    static std::vector<HalvoraAttached*> all;
+    return all;
+}
+
+}  // namespace
+
+HalvoraAttached::HalvoraAttached(QObject* parent) : QObject(parent) { declarations().push_back(this); }
+
+HalvoraAttached::~HalvoraAttached() { std::erase(declarations(), this); }
+
+QQmlListProperty<QObject> HalvoraAttached::redactedItems() {
     return {this, nullptr, &HalvoraAttached::append, &HalvoraAttached::count, &HalvoraAttached::at,
             &HalvoraAttached::clear};
 }
 
+QQuickItem* HalvoraAttached::drawingItemOf(QObject* object) {
+    if (auto* item = qobject_cast<QQuickItem*>(object)) return item;
+    // A Popup draws through an item of its own, the parent of its content item.
+    if (object && object->inherits("QQuickPopup")) {
+        if (auto* content = object->property("contentItem").value<QQuickItem*>()) return content->parentItem();
+        return nullptr;
+    }
+    return nullptr;
+}
+
 std::vector<QQuickItem*> HalvoraAttached::liveRedactedItems() const {
     std::vector<QQuickItem*> live;
-    for (const auto& item : items_)
-        if (item) live.push_back(item.data());
+    for (const auto& object : items_) {
+        if (QQuickItem* item = drawingItemOf(object.data())) live.push_back(item);
+    }
     return live;
+}
+
+std::vector<QQuickItem*> HalvoraAttached::allRedactedItems() {
+    std::vector<QQuickItem*> all;
+    for (const HalvoraAttached* declaration : declarations()) {
+        for (QQuickItem* item : declaration->liveRedactedItems()) {
+            if (std::find(all.begin(), all.end(), item) == all.end()) all.push_back(item);
+        }
+    }
+    return all;
 }
 
 HalvoraAttached* HalvoraAttached::existingFor(const QObject* object) {
     return qobject_cast<HalvoraAttached*>(qmlAttachedPropertiesObject<HalvoraQmlType>(object, false));
 }
 
-void HalvoraAttached::append(QQmlListProperty<QQuickItem>* list, QQuickItem* item) {
+void HalvoraAttached::append(QQmlListProperty<QObject>* list, QObject* object) {
     auto* self = static_cast<HalvoraAttached*>(list->object);
-    self->items_.append(item);
+    if (object && !object->inherits("QQuickItem") && !object->inherits("QQuickPopup")) {
+        // Kept in the list (QML reads back what it wrote), but nothing can be blanked for it.
+        platform::log("Warning: Halvora.redactedItems lists a " + qmlTypeName(object) +
+                      ", which is neither an Item nor a Popup; it cannot be kept out of frames");
+    }
+    self->items_.append(object);
     self->declared_ = true;
     Q_EMIT self->redactedItemsChanged();
 }
 
-qsizetype HalvoraAttached::count(QQmlListProperty<QQuickItem>* list) {
+qsizetype HalvoraAttached::count(QQmlListProperty<QObject>* list) {
     return static_cast<HalvoraAttached*>(list->object)->items_.size();
 }
 
-QQuickItem* HalvoraAttached::at(QQmlListProperty<QQuickItem>* list, qsizetype index) {
+QObject* HalvoraAttached::at(QQmlListProperty<QObject>* list, qsizetype index) {
     return static_cast<HalvoraAttached*>(list->object)->items_.value(index).data();
 }
 
-void HalvoraAttached::clear(QQmlListProperty<QQuickItem>* list) {
+void HalvoraAttached::clear(QQmlListProperty<QObject>* list) {
     auto* self = static_cast<HalvoraAttached*>(list->object);
     self->items_.clear();
     self->declared_ = true;

@@ -1,14 +1,16 @@
 #pragma once
-// The QML side of the module "Halvora": the attached property by which a screen lists its
-// sensitive items.
+// The QML side of the module "Halvora": the attached property by which any object lists the items
+// that must never reach the agent readable.
 //
 //   import Halvora
 //   Page {
 //       Halvora.redactedItems: [cardNumber, balance]
 //   }
 //
-// A Page that never sets it declares nothing (its screen's redactedViews() is none); an empty list
-// declares that the screen has no sensitive items.
+// Pages, Dialogs, Popups and plain Items may all declare; a Popup or Dialog may itself be listed
+// (its whole visual item is then sensitive). Anything else listed is refused with a warning in the
+// log. A Page that never sets it declares nothing (its screen's redactedViews() is none); an empty
+// list declares that the screen has no sensitive items.
 
 #include <QList>
 #include <QObject>
@@ -23,31 +25,37 @@ namespace halvora::qt {
 
 class HalvoraAttached : public QObject {
     Q_OBJECT
-    Q_PROPERTY(QQmlListProperty<QQuickItem> redactedItems READ redactedItems NOTIFY redactedItemsChanged)
+    Q_PROPERTY(QQmlListProperty<QObject> redactedItems READ redactedItems NOTIFY redactedItemsChanged)
     QML_ANONYMOUS
 
 public:
-    explicit HalvoraAttached(QObject* parent) : QObject(parent) {}
+    explicit HalvoraAttached(QObject* parent);
+    ~HalvoraAttached() override;
 
-    QQmlListProperty<QQuickItem> redactedItems();
+    QQmlListProperty<QObject> redactedItems();
     // Whether the list was ever set (even to nothing).
     bool declaresRedactedItems() const { return declared_; }
-    // The listed items still alive.
+    // The items the listed objects draw with, for those still alive.
     std::vector<QQuickItem*> liveRedactedItems() const;
 
     // The attached object of `object` when QML set one; null otherwise.
     static HalvoraAttached* existingFor(const QObject* object);
+    // Every item declared sensitive by any live attached object, each once.
+    static std::vector<QQuickItem*> allRedactedItems();
+    // The item that draws `object`: itself for an Item, the popup's own item for a Popup or
+    // Dialog; null for anything else.
+    static QQuickItem* drawingItemOf(QObject* object);
 
 Q_SIGNALS:
     void redactedItemsChanged();
 
 private:
-    static void append(QQmlListProperty<QQuickItem>* list, QQuickItem* item);
-    static qsizetype count(QQmlListProperty<QQuickItem>* list);
-    static QQuickItem* at(QQmlListProperty<QQuickItem>* list, qsizetype index);
-    static void clear(QQmlListProperty<QQuickItem>* list);
+    static void append(QQmlListProperty<QObject>* list, QObject* object);
+    static qsizetype count(QQmlListProperty<QObject>* list);
+    static QObject* at(QQmlListProperty<QObject>* list, qsizetype index);
+    static void clear(QQmlListProperty<QObject>* list);
 
-    QList<QPointer<QQuickItem>> items_;
+    QList<QPointer<QObject>> items_;
     bool declared_ = false;
 };
 

@@ -3,6 +3,7 @@
 #include <QGuiApplication>
 #include <QQuickWindow>
 
+#include "qt/halvora_attached.h"
 #include "qt/key_window.h"
 #include "qt/page_controller.h"
 #include "qt/quick_view.h"
@@ -38,6 +39,12 @@ platform::ViewControllerRef QuickApplication::topViewController() const {
     const std::vector<ShownPage> pages = shownPages(keyQuickWindow());
     if (pages.empty()) return nullptr;
     return std::make_shared<PageController>(pages.back().page);
+}
+
+std::vector<platform::ViewRef> QuickApplication::sensitiveViews() const {
+    std::vector<platform::ViewRef> views;
+    for (QQuickItem* item : HalvoraAttached::allRedactedItems()) views.push_back(viewFor(item));
+    return views;
 }
 
 platform::ViewRef QuickApplication::makeRedactionMask(platform::Rect frame) {

@@ -31,6 +31,9 @@ public:
     void setIdleTimerDisabled(bool disabled) override { idleTimerDisabled_ = disabled; }
     bool isIdleTimerDisabled() const override { return idleTimerDisabled_; }
 
+    // Every item a Halvora.redactedItems list declares, on any window, shown or not.
+    std::vector<platform::ViewRef> sensitiveViews() const override;
+
     // A RedactionMaskItem, owned by the application until the library adds it to the item it hides
     // (then by that item).
     platform::ViewRef makeRedactionMask(platform::Rect frame) override;

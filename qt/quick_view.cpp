@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <QQuickWindow>
+
 #include "qt/overlay_item.h"
 #include "qt/qml_type_name.h"
 #include "qt/redaction_mask_item.h"
@@ -29,6 +31,33 @@ void QuickView::setFrame(platform::Rect frame) {
     if (!item_) return;
     item_->setPosition({frame.x, frame.y});
     item_->setSize({frame.width, frame.height});
+}
+
+namespace {
+
+QRectF drawnSceneRect(const QQuickItem* item) {
+    QRectF rect = item->mapRectToScene(item->boundingRect().united(QRectF(0, 0, item->width(), item->height())));
+    for (const QQuickItem* child : item->childItems()) {
+        if (child->isVisible()) rect = rect.united(drawnSceneRect(child));
+    }
+    return rect;
+}
+
+bool inTransition(const QQuickItem* item) {
+    for (const QQuickItem* above = item; above; above = above->parentItem()) {
+        if (above->inherits("QQuickStackView") && above->property("busy").toBool()) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+platform::DrawnArea QuickView::drawnArea() const {
+    const QQuickWindow* window = item_ ? item_->window() : nullptr;
+    if (!window || !window->isVisible() || !item_->isVisible()) return platform::DrawnArea::notDrawn();
+    if (inTransition(item_.data())) return {};
+    const QRectF scene = drawnSceneRect(item_.data());
+    return platform::DrawnArea::at({scene.x() + window->x(), scene.y() + window->y(), scene.width(), scene.height()});
 }
 
 std::vector<platform::ViewRef> QuickView::subviews() const {

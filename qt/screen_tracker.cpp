@@ -50,14 +50,15 @@ void ScreenTracker::scheduleRefresh(QQuickWindow* window) {
 void ScreenTracker::refresh(QQuickWindow* window) {
     auto& before = shown_[window];
     const std::vector<ShownPage> now = shownPages(window);
-    auto shownNow = [&now](const void* handle) {
-        return std::any_of(now.begin(), now.end(), [handle](const ShownPage& p) { return p.page == handle; });
+    auto shownNow = [&now](const QPointer<QQuickItem>& page) {
+        return page && std::any_of(now.begin(), now.end(), [&](const ShownPage& p) { return p.page == page.data(); });
     };
 
     std::vector<Shown> after;
     std::vector<std::pair<std::shared_ptr<PageController>, bool>> appeared;
     for (const ShownPage& page : now) {
-        auto known = std::find_if(before.begin(), before.end(), [&](const Shown& s) { return s.handle == page.page; });
+        auto known = std::find_if(before.begin(), before.end(),
+                                  [&](const Shown& s) { return s.page && s.page.data() == page.page; });
         if (known != before.end()) {
             after.push_back(*known);
         } else {
@@ -67,7 +68,7 @@ void ScreenTracker::refresh(QQuickWindow* window) {
     }
     std::vector<Shown> gone;
     for (const Shown& s : before)
-        if (!shownNow(s.handle)) gone.push_back(s);
+        if (!shownNow(s.page)) gone.push_back(s);
     const bool animated = std::any_of(now.begin(), now.end(), [](const ShownPage& p) { return p.animated; });
     before = std::move(after);
 

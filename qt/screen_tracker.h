@@ -7,6 +7,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QQuickItem>
 #include <QQuickWindow>
 
 #include <functional>
@@ -37,7 +38,8 @@ public:
 
 private:
     struct Shown {
-        const void* handle;
+        // Guarded: a Page made where a destroyed one was is another screen.
+        QPointer<QQuickItem> page;
         std::shared_ptr<PageController> controller;
     };
     void scheduleRefresh(QQuickWindow* window);

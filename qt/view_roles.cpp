@@ -47,7 +47,10 @@ bool isItemViewDelegate(const QQuickItem* item) {
 
 }  // namespace
 
-bool isPage(const QQuickItem* item) { return item && item->inherits("QQuickPage"); }
+// A Popup's own item is a Page underneath; popups, menus and tool tips are not screens.
+bool isPage(const QQuickItem* item) {
+    return item && item->inherits("QQuickPage") && !item->inherits("QQuickPopupItem");
+}
 
 platform::ViewRole roleOf(const QQuickItem* item) {
     if (!item) return ViewRole::plain;

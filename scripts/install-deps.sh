@@ -19,6 +19,8 @@ packages=(
   qml6-module-qtquick-templates qml6-module-qtquick-layouts qml6-module-qtquick-window
   libgl-dev libglx-dev libegl-dev libvulkan-dev
   fonts-dejavu-core  # text in offscreen frames needs at least one font
+  # The redaction leak test on the OpenGL scene graph: a virtual X server with Mesa's software GL.
+  xvfb xauth libgl1-mesa-dri libglx-mesa0
 )
 command -v node >/dev/null 2>&1 || packages+=(nodejs)
 command -v npm >/dev/null 2>&1 || packages+=(npm)

@@ -61,8 +61,8 @@ bool HLVSession::captureScreen() {
     const auto key = application.keyWindow();
     const auto& others = frames_->windowFilter;
     return captureWindows(
-        application, scale,
-        [&](const platform::Window& window) { return isCapturedWindow(window, key, others); }, frames_->capture);
+        application, scale, [&](const platform::Window& window) { return isCapturedWindow(window, key, others); },
+        application.sensitiveViews(), frames_->capture);
 }
 
 void HLVSession::updateFrame(std::function<void()> completion) {

@@ -2,11 +2,13 @@
 // shop's end-to-end test follow; and the attached property that declares sensitive items.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "halvora/platform.h"
 #include "qt/page_controller.h"
+#include "qt/quick_application.h"
 #include "qt/quick_view.h"
 #include "qt/screen_tracker.h"
 #include "quick_test_support.h"
@@ -61,7 +63,9 @@ TEST(ScreensTest, SwipeViewShowsItsCurrentPageAndPagesDisappearWithTheirWindow) 
     EXPECT_EQ(topTitle(), "(none)");
 }
 
-TEST(ScreensTest, APageDeclaresItsSensitiveItemsThroughTheAttachedProperty) {
+TEST(ScreensTest, AnyObjectDeclaresSensitiveItemsAndWhatCannotBeBlankedIsWarnedOf) {
+    std::vector<std::string> lines;
+    platform::setLogSink([&](std::string_view line) { lines.emplace_back(line); });
     auto window = showWindow(R"(
         import QtQuick
         import QtQuick.Controls
@@ -74,8 +78,23 @@ TEST(ScreensTest, APageDeclaresItsSensitiveItemsThroughTheAttachedProperty) {
                 TextField { id: card; objectName: "card" }
             }
             Page { objectName: "plain"; title: ""; width: 100; height: 100 }
+            Item {
+                Halvora.redactedItems: [pin, popup, notAnItem]
+                Rectangle { id: pin; objectName: "pin" }
+                Popup { id: popup; contentItem: Item { objectName: "popupContent" } }
+                QtObject { id: notAnItem }
+            }
         })");
+    platform::setLogSink(nullptr);
     ASSERT_TRUE(window);
+    std::vector<const void*> sensitive;
+    for (const auto& view : QuickApplication().sensitiveViews()) sensitive.push_back(view->nativeHandle());
+    EXPECT_EQ(sensitive, (std::vector<const void*>{child(window.get(), "card"), child(window.get(), "pin"),
+                                                   child(window.get(), "popupContent")->parentItem()}));
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const auto& l) { return l.find("it cannot be kept out of frames") != l.npos; }),
+              1);
+
     PageController checkout(child(window.get(), "checkout"));
     const auto views = checkout.redactedViews();
     ASSERT_TRUE(views);

@@ -132,8 +132,10 @@ public:
 
     // Screen hooks: the toolkit integration calls these for every screen of the application when
     // it is about to appear and after it disappeared. While the current session is active, an
-    // appearing screen is announced to the agent (when it is the top screen) and the sensitive
-    // views it declares are masked until the session ends. Masks stay when a screen disappears.
+    // appearing screen is announced to the agent (when it is the top screen), and the sensitive
+    // views it declares and those the application declares elsewhere are masked until the session
+    // ends; activation masks every declared view at once. Masks stay when a screen disappears.
+    // Frames never depend on the masks: the capture blanks every sensitive view by itself.
     void viewWillAppear(const platform::ViewControllerRef& viewController, bool animated);
     void viewDidDisappear(const platform::ViewControllerRef& viewController, bool animated);
 
@@ -163,6 +165,7 @@ private:
     std::shared_ptr<HLVSession> makeSession() const;
     void adoptSession(std::optional<Json> answer, OptionalError error, const SessionCallback& callback);
     void routeAgentEvent(const HLVAgentEvent& event, const std::shared_ptr<HLVSession>& session);
+    void maskSensitiveViews(const std::vector<platform::ViewRef>& views);
 
     // Shared with the device and sessions, which read the service's address and whether the
     // library is started from it.

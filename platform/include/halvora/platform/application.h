@@ -31,6 +31,10 @@ public:
     virtual void setIdleTimerDisabled(bool disabled) = 0;
     virtual bool isIdleTimerDisabled() const = 0;
 
+    // Every view the application declares sensitive now, wherever it is (any screen, popup or
+    // dialog, shown or not). Frames blank where these draw, from a session's first frame on.
+    virtual std::vector<ViewRef> sensitiveViews() const { return {}; }
+
     // A mask for a sensitive view: a dark blur with "REDACTED" in light grey, 14 points, centred
     // in `frame`. The label stays where it was created, whatever later happens to the mask's frame.
     virtual ViewRef makeRedactionMask(Rect frame) = 0;

@@ -35,6 +35,19 @@ enum class ViewRole {
     tapRecognizer,
 };
 
+// Where a view draws: the view, its children and whatever overflows its bounds (text running
+// past its box, a child placed outside), as one rectangle in screen coordinates (those of
+// Window::frame). Sensitive views are blanked in frames through this, so a toolkit that cannot
+// tell says `unknown` and no frame is sent while such a view exists.
+struct DrawnArea {
+    enum class Kind { notDrawn, known, unknown };
+    Kind kind = Kind::unknown;
+    Rect frame;  // when known
+
+    static DrawnArea notDrawn() { return {Kind::notDrawn, {}}; }
+    static DrawnArea at(Rect frame) { return {Kind::known, frame}; }
+};
+
 class View;
 using ViewRef = std::shared_ptr<View>;
 
@@ -56,6 +69,8 @@ public:
     // In the superview's coordinates (for a window: the screen's).
     virtual Rect frame() const = 0;
     virtual void setFrame(Rect frame) = 0;
+    // Where the view draws now; `unknown` unless the toolkit answers (see DrawnArea).
+    virtual DrawnArea drawnArea() const { return {}; }
 
     // Direct children, back to front.
     virtual std::vector<ViewRef> subviews() const = 0;
