@@ -59,7 +59,8 @@ void HLVDevice::registerDevice(DeviceCompletion completion) {
     update(body, [device, completion = std::move(completion)](OptionalError error,
                                                                const std::shared_ptr<HLVRESTResource>&) {
         if (error) platform::log("Halvora registration error: " + error->description());
-        device->openNotificationSocket();
+        // A registration answered after stop() opens nothing: stopping ends everything locally.
+        if (device->context()->started) device->openNotificationSocket();
         if (completion) completion(std::move(error), device);
     });
 }
@@ -86,6 +87,7 @@ void HLVDevice::runRegistrationLoop() {
 void HLVDevice::loop() {
     if (nextRegistration_) return;  // at most one timer
     registerDevice([](OptionalError error, const std::shared_ptr<HLVDevice>& device) {
+        if (!device->context()->started) return;  // stopped while in flight
         auto delay = registrationDelay(error, device->field("next_registration"));
         // Replaces whatever was pending without cancelling it: a loop restarted while this
         // registration was in flight keeps running alongside, by design.

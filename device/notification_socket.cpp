@@ -42,8 +42,11 @@ void HLVDevice::openNotificationSocket() {
             });
     });
     notificationSocket_->on("reconnectAttempt", [weak](const Items&) {
-        // A lost connection is not retried; the stopped manager is kept so later registrations
-        // do not reopen it. Pushes remain the way sessions start until the device re-registers.
+        // With push, a lost connection is not retried: the stopped manager is kept so later
+        // registrations do not reopen it, and pushes start sessions until the device registers
+        // afresh. Without push (a desktop) this connection is the only way an agent can start a
+        // session, so the client keeps trying, with its growing, jittered wait.
+        if (!platform::deviceInfo().isRegisteredForPushNotifications()) return;
         if (auto device = weak.lock(); device && device->notificationSocket_) device->notificationSocket_->disconnect();
     });
     notificationSocket_->connect();

@@ -51,7 +51,7 @@ bool Halvora::autostarts() {
 
 void Halvora::request(const std::string& url, const RequestOptions& options, RequestCallback callback) {
     HALVORA_ASSERT_MAIN_THREAD();
-    sendRequest(*instance().context_, url, options, std::move(callback));
+    sendRequest(*instance().context_, url, options, onMainQueue(std::move(callback)));
 }
 
 bool Halvora::isStarted() const { return context_->started; }
@@ -69,8 +69,13 @@ Halvora& Halvora::start() {
 
 Halvora& Halvora::stop() {
     HALVORA_ASSERT_MAIN_THREAD();
-    // Both requests go out before the started flag is cleared, since requests check it when issued.
-    if (currentSession_ && currentSession_->isActive()) currentSession_->end(nullptr);
+    // Both requests go out before the started flag is cleared, since requests check it when issued;
+    // neither answer is waited for: the session ends here at once (frames, sockets, banner and
+    // masks go, the delegate hears of it), whatever the service says or if it never answers.
+    if (auto session = currentSession_; session && session->isActive()) {
+        session->end(nullptr);
+        session->endLocally();
+    }
     device_->deregister([](OptionalError error, const std::shared_ptr<HLVRESTResource>&) {
         if (error) {
             platform::log("Error stopping Halvora: " + error->description());
@@ -98,10 +103,12 @@ void Halvora::setApi(std::string api) {
     }
 }
 
-void Halvora::setCustomData(const Json& data) {
+OptionalError Halvora::setCustomData(const Json& data) {
     HALVORA_ASSERT_MAIN_THREAD();
+    if (!data.is_object()) return HLVError("Custom data must be a JSON object", 400);
     device_->setCustomData(data);
     if (context_->started) device_->registerDevice(nullptr);
+    return std::nullopt;
 }
 
 Json Halvora::customData() const {
@@ -260,12 +267,22 @@ Halvora& Halvora::joinSession(const std::string& code, SessionCallback callback)
         callback(HLVError("Already in a session", 400), nullptr);
         return *this;
     }
-    getSession(code, [callback = std::move(callback)](OptionalError error, std::shared_ptr<HLVSession> session) {
+    // Single flight per code: a second join (a push and a link for one session, say) waits for the
+    // first instead of fetching and activating a second copy that would orphan the first.
+    auto [waiting, first] = joining_.try_emplace(code);
+    waiting->second.push_back(std::move(callback));
+    if (!first) return *this;
+    auto finish = [this, code](OptionalError error, std::shared_ptr<HLVSession> session) {
+        auto callbacks = std::move(joining_[code]);
+        joining_.erase(code);
+        for (auto& waiter : callbacks) waiter(error, session);
+    };
+    getSession(code, [finish](OptionalError error, std::shared_ptr<HLVSession> session) {
         if (error) {
-            callback(std::move(error), nullptr);
+            finish(std::move(error), nullptr);
             return;
         }
-        session->activate(callback);
+        session->activate(finish);
     });
     return *this;
 }

@@ -120,6 +120,13 @@ void HLVSession::end(SessionCompletion completion) {
     update(Json{{"state", "ended"}}, std::move(completion));
 }
 
+void HLVSession::endLocally() {
+    if (!resource() || isEnded()) return;
+    Json ended = *resource();
+    ended["state"] = "ended";
+    updateResource(std::move(ended));
+}
+
 std::optional<std::string> HLVSession::code() const {
     return resource() ? stringField(*resource(), "code") : std::nullopt;
 }

@@ -1,6 +1,9 @@
 #include "session/session_sockets.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
+#include <random>
 
 #include "base/json_fields.h"
 #include "halvora/agent_events.h"
@@ -82,6 +85,7 @@ void HLVSessionSockets::registerControlHandlers(platform::RealtimeSocket& socket
     });
     socket.on("connect", [weak](const Items&) {
         auto self = weak.lock();
+        if (self) self->connected(Channel::control);
         auto session = self ? self->session_.lock() : nullptr;
         // Catch up on whatever changed while disconnected.
         if (session) session->fetch(HLVSession::SessionCompletion());
@@ -105,6 +109,9 @@ void HLVSessionSockets::registerStreamHandlers(platform::RealtimeSocket& socket)
     socket.on("error", [weak](const Items& items) {
         if (auto self = weak.lock()) self->onError(Channel::stream, items);
     });
+    socket.on("connect", [weak](const Items&) {
+        if (auto self = weak.lock()) self->connected(Channel::stream);
+    });
     socket.on("drawing", deliver("drawing"));
     socket.on("laser", deliver("laser"));
     socket.on("url", deliver("url"));
@@ -121,14 +128,30 @@ void HLVSessionSockets::registerStreamHandlers(platform::RealtimeSocket& socket)
     });
 }
 
+double HLVSessionSockets::rebuildDelaySeconds(int failures, double random01) {
+    if (failures <= 1) return kRebuildDelaySeconds;
+    const double full = std::min(kRebuildDelayCapSeconds, kRebuildDelaySeconds * std::exp2(std::min(failures - 1, 16)));
+    return full * (0.5 + 0.5 * std::clamp(random01, 0.0, 1.0));
+}
+
 void HLVSessionSockets::onError(Channel channel, const Items& items) {
-    platform::log("error " + describeFirst(items));
+    const int failures = ++failures_[static_cast<int>(channel)];
+    // One line when a connection starts failing, not one per try.
+    if (failures == 1) platform::log("error " + describeFirst(items));
     auto self = shared_from_this();
-    updateSocketTokens([self, channel] {
+    updateSocketTokens([self, channel, failures] {
+        static thread_local std::mt19937 random{std::random_device{}()};
+        const double wait = rebuildDelaySeconds(failures, std::uniform_real_distribution<double>(0, 1)(random));
         platform::mainQueue().postAfter(
-            std::chrono::duration_cast<platform::Duration>(std::chrono::duration<double>(kRebuildDelaySeconds)),
+            std::chrono::duration_cast<platform::Duration>(std::chrono::duration<double>(wait)),
             [self, channel] { self->rebuild(channel); });
     });
+}
+
+void HLVSessionSockets::connected(Channel channel) {
+    int& failures = failures_[static_cast<int>(channel)];
+    if (failures > 0) platform::log("Halvora session connection restored");
+    failures = 0;
 }
 
 void HLVSessionSockets::rebuild(Channel channel) {
@@ -154,9 +177,17 @@ void HLVSessionSockets::updateSocketTokens(std::function<void()> completion) {
     auto self = shared_from_this();
     session->fetch([self, completion = std::move(completion)](OptionalError error,
                                                               const std::shared_ptr<HLVSession>& fetched) {
-        if (error) {
-            platform::log("error fetching resource update " + error->description());
+        auto session = self->session_.lock();
+        if (error && error->domain() == HLVError::kDomain && error->code() == 404 && session) {
+            // The service no longer knows the session (it restarted without it, or it was
+            // removed): nothing can bring it back, so it ends here and the application hears so.
+            platform::log("Halvora session not found at the service; ending it");
+            session->endLocally();
+        } else if (error) {
+            if (!self->refreshFailing_) platform::log("error fetching resource update " + error->description());
+            self->refreshFailing_ = true;
         } else if (fetched && fetched->resource()) {
+            self->refreshFailing_ = false;
             const Json& record = *fetched->resource();
             if (self->stream_) self->stream_->setExtraHeaders(socketHeaders(stringField(record, "stream_token").value_or("")));
             if (self->control_) self->control_->setExtraHeaders(socketHeaders(stringField(record, "control_token").value_or("")));

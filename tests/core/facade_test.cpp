@@ -60,9 +60,10 @@ Json sessionRecord(const char* state) {
     return {{"type", "Session"}, {"id", "s1"}, {"code", "123456"}, {"state", state}};
 }
 
-// An active session is ended before the deregistration; a pending one is left alone. stop()
-// itself keeps the session: its end arrives with the answer.
-TEST_F(FacadeTest, StopEndsOnlyAnActiveSessionBeforeDeregistering) {
+// An active session is ended before the deregistration, and here at once: the service may never
+// answer. A pending one is left alone. Nothing comes back after stop(), not even from a
+// registration that was in flight.
+TEST_F(FacadeTest, StopEndsAnActiveSessionHereAtOnceAndNothingComesBack) {
     halvora.setApi("http://svc");
     halvora.start();
     auto pending = FacadeAccess::makeSession();
@@ -71,20 +72,55 @@ TEST_F(FacadeTest, StopEndsOnlyAnActiveSessionBeforeDeregistering) {
     halvora.stop();
     ASSERT_EQ(http->sent().size(), 2u);  // the registration, then the deregistration only
     EXPECT_EQ(http->lastSent().method, "DELETE");
+    EXPECT_TRUE(pending->isPending());
 
-    halvora.start();
+    halvora.start();  // a registration in flight, answered after the stop below
     auto active = FacadeAccess::makeSession();
-    active->updateResource(sessionRecord("active"));
+    int ended = 0;
     halvora.setCurrentSession(active);
+    active->onEnded([&](const auto&) { ++ended; });
+    active->updateResource(sessionRecord("active"));
     const auto before = http->sent().size();
     halvora.stop();
     auto sent = http->sent();
     ASSERT_EQ(sent.size(), before + 2);
     EXPECT_EQ(sent[before].method, "PUT");
-    EXPECT_EQ(sent[before].url, "http://svc/api/1/sessions/s1");
     EXPECT_EQ(bodyOf(sent[before]), (Json{{"state", "ended"}}));
     EXPECT_EQ(sent[before + 1].method, "DELETE");
-    EXPECT_EQ(halvora.currentSession(), active);
+    EXPECT_EQ(ended, 1);
+    EXPECT_FALSE(halvora.currentSession());
+    EXPECT_FALSE(active->isFrameLoopRunning());
+
+    http->respondJson(200, R"({"id":"d","next_registration":60,"notification_url":"http://svc",
+                               "notification_token":"n"})");
+    runPending();
+    advance(std::chrono::hours(2));
+    EXPECT_EQ(http->sent().size(), before + 2);
+    EXPECT_TRUE(sockets->made.empty());
+}
+
+// An application's own request hears of a transport failure on the main queue, like of answers.
+TEST_F(FacadeTest, RequestsCallBackOnTheMainQueueEvenWhenTheExchangeFails) {
+    startLibrary();
+    int calls = 0;
+    Halvora::request("http://svc/api/1/other", {}, [&](OptionalError error, std::optional<Json>, auto) {
+        EXPECT_EQ(error->domain(), "curl");
+        ++calls;
+    });
+    std::thread([&] { http->fail(); }).join();  // as curl's network thread answers
+    EXPECT_EQ(calls, 0);
+    runPending();
+    EXPECT_EQ(calls, 1);
+}
+
+// Custom data is an object; anything else used to be sent as {}.
+TEST_F(FacadeTest, CustomDataThatIsNotAnObjectIsRefusedAndChangesNothing) {
+    halvora.setApi("http://svc");
+    EXPECT_FALSE(halvora.setCustomData({{"plan", "pro"}}));
+    for (const Json& bad : {Json::array({1}), Json("pro"), Json(), Json(3)}) {
+        EXPECT_EQ(halvora.setCustomData(bad), HLVError("Custom data must be a JSON object", 400)) << bad;
+    }
+    EXPECT_EQ(halvora.customData(), (Json{{"plan", "pro"}}));
 }
 
 TEST_F(FacadeTest, AutostartFollowsTheInformationKey) {

@@ -28,7 +28,8 @@ protected:
     Halvora& halvora = Halvora::instance();
 };
 
-TEST_F(NotificationTest, OpensOnceTheRecordHasAUrlAndStaysStoppedAfterAReconnectAttempt) {
+TEST_F(NotificationTest, OpensOnceTheRecordHasAUrlAndIsRetriedOnlyWithoutPush) {
+    device->push = true;
     answerRegistration(R"({"id":"d","next_registration":600})");
     EXPECT_TRUE(sockets->made.empty());
     halvora.device()->registerDevice(nullptr);
@@ -48,6 +49,14 @@ TEST_F(NotificationTest, OpensOnceTheRecordHasAUrlAndStaysStoppedAfterAReconnect
     runPending();
     EXPECT_EQ(socket->disconnects, 2);
     EXPECT_FALSE(halvora.device()->notificationSocket());
+
+    // On a desktop the connection is the only way in: the client keeps reconnecting.
+    device->push = false;
+    halvora.start();
+    answerRegistration(kWithUrl);
+    ASSERT_EQ(sockets->made.size(), 2u);
+    sockets->made[1]->fire("reconnectAttempt", {Json(1)});
+    EXPECT_EQ(sockets->made[1]->disconnects, 0);
 }
 
 TEST_F(NotificationTest, AnErrorPresentsTheCurrentTokenHalfASecondLater) {

@@ -129,6 +129,21 @@ TEST_F(CurrentSessionTest, JoiningFailsAtOnceOnlyWhileTheCurrentSessionIsActive)
     EXPECT_EQ(http->sent().size(), sent);
 }
 
+// A push and a link for one session arrive together: one fetch, one activation, one session.
+TEST_F(CurrentSessionTest, JoiningACodeAlreadyBeingJoinedWaitsForTheFirst) {
+    const auto sent = http->sent().size();
+    halvora.joinSession("222222", record());
+    halvora.joinSession("222222", record());
+    http->respondJson(200, R"({"type":"Session","id":"s2","code":"222222","state":"pending"})");
+    runPending();
+    http->respondJson(200, R"({"type":"Session","id":"s2","code":"222222","state":"active"})");
+    runPending();
+    EXPECT_EQ(http->sent().size(), sent + 2);  // the GET and the PUT
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(lastSession, halvora.currentSession());
+    EXPECT_TRUE(lastSession->isActive());
+}
+
 struct RefusingDelegate : RecordingDelegate {
     std::shared_ptr<HLVSession> askedAbout;
     std::optional<bool> halvoraShouldAllowTouchEvent(const HLVTouchEvent&,

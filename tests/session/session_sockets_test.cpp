@@ -3,6 +3,8 @@
 // tests/cli/listen_e2e.mjs; here are the paths it cannot provoke.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "halvora/agent_events.h"
 #include "facade/facade_access.h"
 #include "session/session_sockets.h"
@@ -82,21 +84,52 @@ TEST_F(SessionSocketsTest, AnErrorRefreshesBothTokensAndRebuildsOnlyTheFailedCon
     EXPECT_EQ(oldControl->disconnects, 0);
 }
 
-TEST_F(SessionSocketsTest, AFailedRefreshStillRebuildsAndTwoErrorsRebuildTwice) {
+// A service that keeps refusing must not be retried every 2 s forever, nor fill the log.
+TEST_F(SessionSocketsTest, ErrorsInARowBackOffLogOnceAndAConnectResetsThem) {
     session->updateResource(record("active"));
     auto first = stream();
     first->fire("error", {Json("boom")});
-    first->fire("error", {Json("boom")});
     http->fail();
+    runPending();
+    advance(std::chrono::seconds(2));
+    ASSERT_EQ(sockets->made.size(), 3u);
+    for (int failures = 2; failures <= 8; ++failures) {
+        const auto made = sockets->made.size();
+        sockets->made.back()->fire("error", {Json("boom")});
+        http->fail();
+        runPending();
+        const double full = std::min(60.0, 2.0 * (1 << (failures - 1)));
+        advance(std::chrono::milliseconds(static_cast<long>(full * 500) - 1));  // never before half
+        EXPECT_EQ(sockets->made.size(), made) << failures;
+        advance(std::chrono::milliseconds(static_cast<long>(full * 500) + 1));
+        EXPECT_EQ(sockets->made.size(), made + 1) << failures;
+    }
+    EXPECT_EQ(countLog("error boom"), 1);
+    EXPECT_EQ(countLog("error fetching resource update Error Domain=curl Code=7 \"Couldn't connect to server\""), 1);
+
+    sockets->made.back()->fire("connect");
+    EXPECT_EQ(countLog("Halvora session connection restored"), 1);
+    sockets->made.back()->fire("error", {Json("boom")});
     http->respondJson(200, record("active").dump());
     runPending();
-    EXPECT_EQ(countLog("error fetching resource update Error Domain=curl Code=7 \"Couldn't connect to server\""), 1);
-    advance(std::chrono::seconds(2));
-    ASSERT_EQ(sockets->made.size(), 4u);  // two rebuilds in a row
-    EXPECT_EQ(first->disconnects, 1);
-    EXPECT_EQ(sockets->made[2]->disconnects, 1);  // the second rebuild replaced the first's socket
-    EXPECT_EQ(session->sockets()->stream(), sockets->made[3]);
-    EXPECT_EQ(sockets->made[3]->bearer(), "s1");
+    advance(std::chrono::seconds(2));  // the first wait again
+    EXPECT_EQ(sockets->made.size(), 11u);
+    EXPECT_EQ(countLog("error boom"), 2);
+}
+
+// The service restarted without the session: its tokens are refused and it answers 404.
+TEST_F(SessionSocketsTest, ASessionTheServiceNoLongerKnowsEndsHereAndIsNotRetried) {
+    int ended = 0;
+    session->onEnded([&](const auto&) { ++ended; });
+    session->updateResource(record("active"));
+    stream()->fire("error", {Json{{"message", "Unauthorized"}}});
+    http->respondJson(404, R"({"message":"Session not found"})");
+    runPending();
+    EXPECT_EQ(ended, 1);
+    EXPECT_TRUE(session->isEnded());
+    advance(std::chrono::minutes(5));
+    EXPECT_EQ(sockets->made.size(), 2u);
+    EXPECT_EQ(http->sent().size(), 2u);  // the registration and the one refresh
 }
 
 TEST_F(SessionSocketsTest, ARebuildDueAfterTheEndKeepsTheConnectionClosed) {

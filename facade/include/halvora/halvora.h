@@ -13,6 +13,7 @@
 // see <halvora/platform.h>). Debug builds abort with a message when a call comes from another.
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -53,9 +54,8 @@ public:
     // application has it, else true.
     static bool autostarts();
     // One exchange with the service (used exactly as `url` gives it): the callback runs exactly
-    // once; at once with "Halvora not started" (code 0) while stopped; on the network thread when
-    // the exchange itself failed (the HTTP client's error in its own domain); otherwise on the
-    // main queue: 204 -> no error and no JSON; an answer that is not a JSON object or array -> a
+    // once, on the main queue: "Halvora not started" (code 0) while stopped; the HTTP client's
+    // error in its own domain when the exchange itself failed; 204 -> no error and no JSON; an answer that is not a JSON object or array -> a
     // "json" domain error; status >= 400 -> HLVError(answer's "message" or "Request failed",
     // status) with the parsed answer; else the parsed answer.
     static void request(const std::string& url, const RequestOptions& options, RequestCallback callback);
@@ -65,8 +65,10 @@ public:
     // Logs "Initialised Halvora SDK <version>", marks the library started and begins registering
     // the device. A second start does nothing.
     Halvora& start();
-    // Ends an active current session, deregisters the device, then marks the library stopped.
-    // The outcome is logged ("Halvora Stopped" or "Error stopping Halvora: ...").
+    // Ends an active current session (asks the service, and ends it here at once without waiting),
+    // deregisters the device, then marks the library stopped: no registration or notification
+    // connection comes back until start(). The outcome is logged ("Halvora Stopped" or "Error
+    // stopping Halvora: ...").
     Halvora& stop();
     // While started: sets integrations up again and restarts the registration loop.
     void reinitialize();
@@ -78,8 +80,9 @@ public:
     const std::string& api() const;
 
     // Application data sent with registrations and session activations; merged into what was set
-    // before (keys are never removed). Registers at once while started.
-    void setCustomData(const Json& data);
+    // before (keys are never removed). Registers at once while started. Anything but a JSON
+    // object is refused with "Custom data must be a JSON object" (code 400) and changes nothing.
+    OptionalError setCustomData(const Json& data);
     // The merged custom data; an empty object when none was set.
     Json customData() const;
 
@@ -104,7 +107,8 @@ public:
     Halvora& getSession(const std::string& idOrCode, SessionCallback callback);
     // Fetches the session with `code`, makes it current and activates it without asking the user
     // (the agent started it, or the application already has the user's consent). Fails at once
-    // with "Already in a session" (400) while the current session is active.
+    // with "Already in a session" (400) while the current session is active. A join of a code
+    // already being joined sends nothing and hears the first one's outcome.
     Halvora& joinSession(const std::string& code, SessionCallback callback);
 
     // Where allowed agent touches and key presses go; the remote-control layer installs these.
@@ -178,6 +182,7 @@ private:
     std::function<void(const HLVTouchEvent&)> touchInjector_;
     std::function<void(const HLVKeyPress&)> keyInjector_;
     std::vector<platform::ViewRef> redactedViews_;
+    std::map<std::string, std::vector<SessionCallback>> joining_;  // by code, while in flight
 };
 
 }  // namespace halvora

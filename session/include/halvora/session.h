@@ -62,6 +62,9 @@ public:
     void activate(SessionCompletion completion);
     // PUTs {"state": "ended"}; the end callbacks fire from adopting the answer. Optional callback.
     void end(SessionCompletion completion);
+    // Ends the session here, without the service (it is gone, or the library stops): the record's
+    // state becomes "ended" and the update and end callbacks run as for an ended answer.
+    void endLocally();
 
     std::optional<std::string> code() const;
     std::optional<std::string> state() const;
