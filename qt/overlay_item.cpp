@@ -99,6 +99,25 @@ void OverlayItem::paintDrawing(QPainter* painter) {
 void OverlayItem::paintLaser(QPainter* painter) const {
     const HLVLaserPointerView& laser = model_->laserPointer();
     const QColor color = toQColor(laser.color());
+    // The dot first: the trail is drawn above it.
+    if (laser.isEnabled()) {
+        const QPointF centre = toQPoint(laser.laserPosition());
+        const qreal radius = laser.dotRadius();
+        // The glow: the shadow colour fading out over the shadow radius around the dot.
+        const qreal outer = radius + HLVLaserPointerView::kShadowRadius;
+        QColor glow = toQColor(HLVLaserPointerView::kShadowColor);
+        glow.setAlphaF(HLVLaserPointerView::kShadowOpacity);
+        QColor clear = glow;
+        clear.setAlphaF(0);
+        QRadialGradient gradient(centre, outer);
+        gradient.setColorAt(radius / outer, glow);
+        gradient.setColorAt(1, clear);
+        painter->setPen(Qt::NoPen);
+        painter->setBrush(gradient);
+        painter->drawEllipse(centre, outer, outer);
+        painter->setBrush(color);
+        painter->drawEllipse(centre, radius, radius);
+    }
     const auto& points = laser.points();
     if (points.size() > 1) {
         QPainterPath trail(toQPoint(points.front()));
@@ -110,23 +129,6 @@ void OverlayItem::paintLaser(QPainter* painter) const {
         painter->drawPath(trail);
         painter->restore();
     }
-    if (!laser.isEnabled()) return;
-    const QPointF centre = toQPoint(laser.laserPosition());
-    const qreal radius = laser.dotRadius();
-    // The glow: the shadow colour fading out over the shadow radius around the dot.
-    const qreal outer = radius + HLVLaserPointerView::kShadowRadius;
-    QColor glow = toQColor(HLVLaserPointerView::kShadowColor);
-    glow.setAlphaF(HLVLaserPointerView::kShadowOpacity);
-    QColor clear = glow;
-    clear.setAlphaF(0);
-    QRadialGradient gradient(centre, outer);
-    gradient.setColorAt(radius / outer, glow);
-    gradient.setColorAt(1, clear);
-    painter->setPen(Qt::NoPen);
-    painter->setBrush(gradient);
-    painter->drawEllipse(centre, outer, outer);
-    painter->setBrush(color);
-    painter->drawEllipse(centre, radius, radius);
 }
 
 void OverlayItem::paintBanner(QPainter* painter) const {

@@ -335,6 +335,10 @@ private:
         } else {
             // POST stays curl's own POST so redirects get the usual POST-to-GET treatment.
             if (request.method != "POST") set(CURLOPT_CUSTOMREQUEST, request.method.c_str());
+            // curl sends a request again when a reused connection closes before any answer; the
+            // server may have acted on the first copy, so what is not idempotent never rides a
+            // reused connection (a POST would create two sessions).
+            if (request.method == "POST" || request.method == "PATCH") set(CURLOPT_FRESH_CONNECT, 1L);
             if (request.body || request.method == "POST") {
                 transfer.requestBody = request.body ? std::move(*request.body) : std::string();
                 set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(transfer.requestBody.size()));

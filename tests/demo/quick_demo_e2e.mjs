@@ -31,7 +31,7 @@ let output = '';
 let errors = '';
 let app;
 
-const { fail, api, until } = agentHarness({
+const { fail, api, until, deviceReady } = agentHarness({
   serviceUrl,
   limitMs: LIMIT_MS,
   context: () => `--- stdout\n${output}\n--- stderr\n${errors.slice(-4000)}`,
@@ -58,11 +58,7 @@ app.stdout.on('data', (chunk) => (output += chunk));
 app.stderr.on('data', (chunk) => (errors += chunk));
 app.on('exit', (code) => fail(`the shop exited early with ${code}`));
 
-const deviceId = await until('the shop to start', () => output.match(/^device (\S+)$/m)?.[1]);
-await until('the notification socket', async () => {
-  const response = await fetch(`${serviceUrl}/api/1/agent/devices/${deviceId}/sockets`);
-  return response.ok && (await response.json()).notification > 0;
-});
+const deviceId = await deviceReady(() => output);
 const session = await api('POST', `/api/1/agent/devices/${deviceId}/sessions`);
 const joined = await api('POST', `/api/1/agent/sessions/${session.id}/join`);
 const agent = io(serviceUrl, { path: '/sockets/1/events', auth: { token: joined.agent_token }, transports: ['websocket'] });

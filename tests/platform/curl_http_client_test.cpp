@@ -135,6 +135,17 @@ TEST_F(CurlHttpClientTest, RefusedDroppedAndSilentConnectionsAreCurlErrorsWithou
     EXPECT_GT(exchange(cases[0].sent).error->message.size(), refused.size());
 }
 
+// A reused connection that dies before the answer makes curl send the request again; the service
+// may have acted on the first copy.
+TEST_F(CurlHttpClientTest, APostIsNeverSentTwiceWhenAConnectionDiesBeforeItsAnswer) {
+    server_.setDefaultReply(Reply::status(200, "ok"));
+    ASSERT_FALSE(exchange(request("GET", "/warm")).error);  // leaves a connection to reuse
+    server_.enqueueReply(Reply::closeConnection());
+    EXPECT_TRUE(exchange(request("POST", "/sessions", "{}")).error);
+    const auto received = server_.requests();
+    EXPECT_EQ(std::count_if(received.begin(), received.end(), [](const auto& r) { return r.method == "POST"; }), 1);
+}
+
 TEST_F(CurlHttpClientTest, ConcurrentRequestsEachCompleteOnceOnOneNetworkThread) {
     server_.setHandler([](const auto& received) { return Reply::status(200, "reply to " + received.body); });
     constexpr int kRequests = 50;

@@ -73,42 +73,5 @@ TEST(DrawHierarchyTest, DrawsTheWindowAtItsPlaceAndScaleWithoutTheOverlay) {
     EXPECT_TRUE(overlay.isVisible());
 }
 
-TEST(RedactionMaskTest, MaskHidesTheItemInFramesAndKeepsItsLabelWhereItWasMade) {
-    auto window = showWindow(R"(
-        import QtQuick
-        Window {
-            width: 200; height: 120; color: "white"
-            Rectangle { objectName: "secret"; x: 20; y: 30; width: 80; height: 40; color: "#ab34cd" }
-        })");
-    ASSERT_TRUE(window);
-    auto secret = viewFor(child(window.get(), "secret"));
-    auto countSecretPixels = [&] {
-        auto canvas = untouchedCanvas(200, 120);
-        EXPECT_TRUE(QuickWindow(window.get()).drawHierarchy(canvas, {0, 0}, 1));
-        int count = 0;
-        for (int y = 0; y < canvas.height; ++y)
-            for (int x = 0; x < canvas.width; ++x) count += near(pixel(canvas, x, y), {0xab, 0x34, 0xcd, 255});
-        return count;
-    };
-    ASSERT_GT(countSecretPixels(), 3000);
-
-    auto mask = platform::application().makeRedactionMask(secret->bounds());
-    ASSERT_TRUE(mask);
-    EXPECT_EQ(mask->role(), platform::ViewRole::redactionMask);
-    secret->addSubview(mask);
-    EXPECT_TRUE(mask->isSameView(*secret->subviews().back()));
-    EXPECT_EQ(countSecretPixels(), 0);
-
-    mask->setFrame({-10, -10, 100, 60});
-    EXPECT_EQ(qobject_cast<RedactionMaskItem*>(itemOf(mask))->labelRect(), QRectF(0, 0, 80, 40));
-    EXPECT_EQ(countSecretPixels(), 0);
-
-    mask->removeFromSuperview();
-    EXPECT_GT(countSecretPixels(), 3000);
-    EXPECT_TRUE(eventually([&] { return !mask->isAlive(); }));
-    mask->setFrame({1, 2, 3, 4});  // harmless on a gone item
-    EXPECT_EQ(mask->frame(), platform::Rect{});
-}
-
 }  // namespace
 }  // namespace halvora::qt

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <string_view>
 
 #include <memory>
 #include <optional>
@@ -283,6 +284,11 @@ int masksIn(QQuickItem* item) {
 class RedactionLeakTest : public QtSessionTest, public ::testing::WithParamInterface<const char*> {
 protected:
     void SetUp() override {
+#if HALVORA_SANITIZED
+        // Qt's Material and Universal styles leave font-engine allocations at exit that the leak
+        // checker reports (and its tracer has crashed on); the default build runs them.
+        if (std::string_view(GetParam()) != "Basic") GTEST_SKIP() << "style not run in sanitizer builds";
+#endif
         QQuickStyle::setStyle(QString::fromLatin1(GetParam()));  // before the first Controls type loads
         QtSessionTest::SetUp();
     }

@@ -1,6 +1,6 @@
 // The facade's screen hooks during a session: sensitive views are masked while it is active (one
-// mask each, in front). Masks outliving their screens and leaving at the end are shown on real Qt
-// windows in tests/qt/session_loop_test.cpp.
+// mask each, in front), and frames blank them by themselves. Every kind of leak is looked for on
+// real Qt windows in tests/qt/session_loop_test.cpp.
 #include <gtest/gtest.h>
 
 #include "halvora/halvora.h"
@@ -52,25 +52,28 @@ protected:
     std::shared_ptr<HLVSession> session;
 };
 
-TEST_F(ScreenHooksTest, ScreensAreMaskedOnlyWhenTheyAppearDuringAnActiveSession) {
+TEST_F(ScreenHooksTest, DeclaredViewsAreMaskedFromActivationAndFramesFailClosedWithoutTheirPlace) {
     auto& halvora = Halvora::instance();
+    ui->sensitive = {card};
     halvora.viewWillAppear(screen, false);
-    EXPECT_EQ(masksOn(*card), 0);
+    EXPECT_EQ(masksOn(*card), 0);  // no session
 
-    activate();
+    activate();  // the screen is already on show
     EXPECT_TRUE(ui->idleTimerDisabled);
-    EXPECT_EQ(masksOn(*card), 0);  // already on screen: masked the next time it appears
+    EXPECT_EQ(masksOn(*card), 1);
     card->addSubview(std::make_shared<FakeView>(platform::Rect{0, 0, 10, 10}, Rgba{1, 2, 3, 255}));
-    halvora.viewWillAppear(screen, false);
     auto second = std::make_shared<FakeViewController>();
     second->sensitive = std::vector<platform::ViewRef>{card, card};
     halvora.viewWillAppear(second, false);
-
     EXPECT_EQ(masksOn(*card), 1);
     EXPECT_EQ(card->subviews().back()->role(), platform::ViewRole::redactionMask);
     EXPECT_EQ(halvora.redactedViews().size(), 1u);
+
+    EXPECT_FALSE(session->captureScreen());  // the toolkit cannot tell where the card draws
+    card->drawnAs = platform::DrawnArea::at({20, 300, 350, 60});
     ASSERT_TRUE(session->captureScreen());
     EXPECT_FALSE(testing::containsColour(session->lastCapture(), kCardRed, 8));
+    EXPECT_TRUE(testing::containsColour(session->lastCapture(), {0x26, 0x26, 0x28, 0xff}, 0));
 }
 
 TEST_F(ScreenHooksTest, ARemaskRefreshesTheFrameAndComesToTheFront) {

@@ -2,7 +2,6 @@
 // the screen announcements, on the manual clock with an in-memory user interface.
 #include <gtest/gtest.h>
 
-#include "capture/frame_change_detector.h"
 #include "capture/screen_capture.h"
 #include "facade/facade_access.h"
 #include "halvora/halvora.h"
@@ -194,28 +193,6 @@ TEST_F(SessionFramesTest, TheTopScreenIsAnnouncedWhileActiveWithANullTitleWhenIt
     session->updateResource(record("pending"));
     session->viewWillAppear(shown, false);
     EXPECT_EQ(sent("screen").size(), 2u);
-}
-
-// Beyond what the cases above show, every byte and the size count.
-RgbaFrame filled(int width, int height) {
-    RgbaFrame frame;
-    frame.resize(width, height);
-    std::fill(frame.pixels.begin(), frame.pixels.end(), 0);
-    return frame;
-}
-
-TEST(FrameChangeDetector, TheLastByteOrAnotherSizeIsAChange) {
-    FrameChangeDetector detector;
-    EXPECT_TRUE(detector.changed(filled(8, 6)));
-    EXPECT_FALSE(detector.changed(filled(8, 6)));  // equal content, another buffer
-    RgbaFrame lastByte = filled(8, 6);
-    lastByte.pixels.back() ^= 1;
-    EXPECT_TRUE(detector.changed(lastByte));
-    EXPECT_TRUE(detector.changed(filled(8, 7)));
-    EXPECT_TRUE(detector.changed(filled(7, 8)));  // same byte count, rotated
-    EXPECT_FALSE(detector.changed(filled(7, 8)));
-    EXPECT_TRUE(detector.changed(filled(0, 0)));
-    EXPECT_FALSE(detector.changed(filled(0, 0)));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // What the end-to-end scripts share as the agent: the service's REST API, waiting for a condition,
 // and failing with the device's output for context.
-//   const { fail, api, until } = agentHarness({ serviceUrl, limitMs, context, cleanup });
+//   const { fail, api, until, deviceReady } = agentHarness({ serviceUrl, limitMs, context, cleanup });
 export function agentHarness({ serviceUrl, limitMs, context, cleanup }) {
   function fail(message) {
     console.error(`FAIL: ${message}\n${context()}`);
@@ -25,5 +25,16 @@ export function agentHarness({ serviceUrl, limitMs, context, cleanup }) {
     }
   }
 
-  return { fail, api, until };
+  // The device's identifier once it prints "device ID", after its notification socket is up: an
+  // agent-started session is announced over it, so starting one earlier would go unheard.
+  async function deviceReady(output) {
+    const id = await until('the device to register', () => output().match(/^device (\S+)$/m)?.[1]);
+    await until('the notification socket', async () => {
+      const response = await fetch(`${serviceUrl}/api/1/agent/devices/${id}/sockets`);
+      return response.ok && (await response.json()).notification > 0;
+    });
+    return id;
+  }
+
+  return { fail, api, until, deviceReady };
 }

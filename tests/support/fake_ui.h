@@ -34,6 +34,9 @@ public:
     void bringSubviewToFront(const platform::ViewRef& child) override;
     void removeFromSuperview() override;
 
+    platform::DrawnArea drawnArea() const override { return drawnAs; }
+    platform::DrawnArea drawnAs;  // unknown until a test places it
+
     void setFill(Rgba fill) { fill_ = fill; }
     // Paints this view and its subviews, back to front, with its origin at `origin` (points).
     void paint(RgbaFrame& canvas, platform::Point origin, double scale) const;
@@ -93,12 +96,14 @@ public:
     std::vector<std::shared_ptr<FakeWindow>> windowList;  // back to front
     std::shared_ptr<FakeWindow> key;
     std::shared_ptr<FakeViewController> top;
+    std::vector<platform::ViewRef> sensitive;
     bool idleTimerDisabled = false;
 
     platform::ApplicationState state() const override { return appState; }
     std::vector<platform::WindowRef> windows() const override { return {windowList.begin(), windowList.end()}; }
     platform::WindowRef keyWindow() const override { return key; }
     platform::ViewControllerRef topViewController() const override { return top; }
+    std::vector<platform::ViewRef> sensitiveViews() const override { return sensitive; }
     void setIdleTimerDisabled(bool disabled) override { idleTimerDisabled = disabled; }
     bool isIdleTimerDisabled() const override { return idleTimerDisabled; }
     platform::ViewRef makeRedactionMask(platform::Rect frame) override {

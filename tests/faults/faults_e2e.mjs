@@ -1,0 +1,161 @@
+// The demo shop streaming to an agent through a proxy that breaks the connection to the reference
+// service in scripted ways:
+//   node faults_e2e.mjs HALVORA_DEMO_SHOP
+// After each fault the stream must come back by itself within a bounded time, without a storm of
+// reconnections; when the service is killed and restarted without the session, the device must end
+// it locally. The shop must never crash, and its open files and threads must not grow.
+import { spawn } from 'node:child_process';
+import { mkdtempSync, readdirSync, readFileSync, rmSync } from 'node:fs';
+import net from 'node:net';
+import { createRequire } from 'node:module';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { fileURLToPath } from 'node:url';
+import { agentHarness } from '../support/agent_harness.mjs';
+import { faultProxy } from './fault_proxy.mjs';
+
+const [shop] = process.argv.slice(2);
+if (!shop) {
+  console.error('usage: node faults_e2e.mjs HALVORA_DEMO_SHOP');
+  process.exit(2);
+}
+const serviceDir = fileURLToPath(new URL('../../service/', import.meta.url));
+const { io } = createRequire(join(serviceDir, 'package.json'))('socket.io-client');
+
+const RECOVERY_MS = 30_000; // a fault is over when frames flow again within this
+const data = mkdtempSync(join(tmpdir(), 'halvora-faults-'));
+let output = '';
+let errors = '';
+let app;
+let service;
+let proxy;
+let agent;
+
+const freePort = () =>
+  new Promise((resolve) => {
+    const probe = net.createServer().listen(0, '127.0.0.1', () => {
+      const { port } = probe.address();
+      probe.close(() => resolve(port));
+    });
+  });
+const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
+
+const servicePort = await freePort();
+const serviceUrl = `http://127.0.0.1:${servicePort}`;
+const { fail, api, until, deviceReady } = agentHarness({
+  serviceUrl,
+  limitMs: RECOVERY_MS,
+  context: () => `--- shop stdout\n${output}\n--- shop stderr\n${errors.slice(-4000)}`,
+  cleanup: () => {
+    app?.kill('SIGKILL');
+    service?.kill('SIGKILL');
+    agent?.close();
+    proxy?.close();
+    rmSync(data, { recursive: true, force: true });
+  },
+});
+
+// The service hands out the proxy's address, so every connection of the device crosses it.
+async function startService() {
+  const portFile = join(data, `service-${Date.now()}.url`);
+  service = spawn('node', [join(serviceDir, 'src/server.js'), '--port', String(servicePort), '--port-file', portFile,
+    '--public-url', proxy.url, '--quiet'], { stdio: 'ignore' });
+  await until('the service to listen', () => {
+    try {
+      return readFileSync(portFile, 'utf8').length > 0;
+    } catch {
+      return false;
+    }
+  });
+}
+
+proxy = await faultProxy(servicePort);
+await startService();
+app = spawn(shop, ['--api', proxy.url, '--data', data, '--tour', '0.5'], {
+  stdio: ['ignore', 'pipe', 'pipe'],
+  env: { ...process.env, QT_QPA_PLATFORM: 'offscreen', QT_QUICK_BACKEND: 'software', XDG_DATA_HOME: data },
+});
+app.stdout.on('data', (chunk) => (output += chunk));
+app.stderr.on('data', (chunk) => (errors += chunk));
+app.on('exit', (code, signal) => fail(`the shop exited during the faults (${code ?? signal})`));
+
+const resources = () => ({
+  files: readdirSync(`/proc/${app.pid}/fd`).length,
+  threads: Number(readFileSync(`/proc/${app.pid}/status`, 'utf8').match(/^Threads:\s+(\d+)/m)[1]),
+});
+
+const deviceId = await deviceReady(() => output);
+const session = await api('POST', `/api/1/agent/devices/${deviceId}/sessions`);
+const joined = await api('POST', `/api/1/agent/sessions/${session.id}/join`);
+agent = io(serviceUrl, { path: '/sockets/1/events', auth: { token: joined.agent_token }, transports: ['websocket'] });
+let lastFrameAt = 0;
+let frames = 0;
+agent.on('frame', () => {
+  frames += 1;
+  lastFrameAt = Date.now();
+});
+const framesFlowSince = (time) => until(`frames after ${time}`, () => lastFrameAt > time);
+await framesFlowSince(0);
+const before = resources();
+
+// Each fault runs while frames flow; `during` ms later it is lifted and the stream must recover.
+async function fault(name, { begin, end = () => {}, during, maxConnections }) {
+  await framesFlowSince(Date.now());
+  const connectionsBefore = proxy.connections;
+  begin();
+  await sleep(during);
+  const attempts = proxy.connections - connectionsBefore;
+  end();
+  const liftedAt = Date.now();
+  await framesFlowSince(liftedAt);
+  if (attempts > maxConnections) fail(`${name}: ${attempts} connections in ${during} ms`);
+  console.log(`${name}: ${attempts} connection attempts while it lasted, frames back after ${lastFrameAt - liftedAt} ms`);
+}
+
+await fault('connections cut during frame upload', { begin: () => proxy.cut('both'), during: 500, maxConnections: 6 });
+await fault('connections reset', { begin: () => proxy.reset(), during: 500, maxConnections: 6 });
+await fault('service to device cut only', { begin: () => proxy.cut('down'), during: 1000, maxConnections: 6 });
+await fault('device to service stalled', {
+  begin: () => proxy.stall('up', true), end: () => proxy.stall('up', false), during: 6000, maxConnections: 6,
+});
+await fault('answers delayed 1.5 s', {
+  begin: () => proxy.delay('down', 1500), end: () => proxy.delay('down', 0), during: 4000, maxConnections: 6,
+});
+for (const mode of ['silent', 'garbage']) {
+  await fault(`a service that ${mode === 'silent' ? 'never answers' : 'answers garbage'}`, {
+    begin: () => {
+      proxy.setMode(mode);
+      proxy.cut('both');
+    },
+    end: () => proxy.setMode('forward'),
+    during: 8000,
+    // Three connections (control, stream, notification), each retrying with a growing wait.
+    maxConnections: 30,
+  });
+}
+
+// Killed and restarted: the new service knows nothing of the session, so the device ends it.
+const killedAt = Date.now();
+service.kill('SIGKILL');
+await new Promise((resolve) => service.once('exit', resolve));
+await startService();
+await until('the device to end the session the service forgot', () => output.includes(`session ${session.code} ended`));
+console.log(`service restarted: the session ended on the device after ${Date.now() - killedAt} ms`);
+const connectionsAfterEnd = proxy.connections;
+await sleep(10_000);
+if (proxy.connections - connectionsAfterEnd > 8) {
+  fail(`${proxy.connections - connectionsAfterEnd} connections in the 10 s after the session ended`);
+}
+
+const after = resources();
+if (after.files > before.files + 8 || after.threads > before.threads + 2) {
+  fail(`resources grew: ${JSON.stringify(before)} -> ${JSON.stringify(after)}`);
+}
+app.removeAllListeners('exit');
+app.kill('SIGTERM');
+agent.close();
+proxy.close();
+service.kill('SIGTERM');
+rmSync(data, { recursive: true, force: true });
+console.log(`ok: ${frames} frames; files ${before.files} -> ${after.files}, threads ${before.threads} -> ${after.threads}`);
+process.exit(0);
