@@ -7,7 +7,12 @@
 #include <QPainterPath>
 #include <QPointer>
 #include <QRadialGradient>
+#include <QQuickWindow>
+#include <QSGOpacityNode>
 #include <QTouchEvent>
+
+#include <atomic>
+#include <mutex>
 
 #include "overlay/halvora_window.h"
 
@@ -20,14 +25,99 @@ QPointF toQPoint(HLVPoint p) { return {p.x, p.y}; }
 
 }  // namespace
 
-OverlayItem::OverlayItem(QQuickItem* parent) : QQuickPaintedItem(parent) {
+struct OverlayItem::RenderState {
+    std::atomic<bool> leftOut{false};  // set on the GUI thread
+    // Render thread only. Read at the sync, while the GUI thread waits, so that a frame synced
+    // before the capture asked is still drawn with the overlay.
+    bool leftOutOfThisRender = false;
+    bool madeTransparent = false;
+    std::mutex mutex;  // guards root: the render thread deletes nodes, maybe after the item
+    QSGOpacityNode* root = nullptr;
+};
+
+namespace {
+
+// The overlay's own root node, above the painted texture: it forgets itself when the scene graph
+// deletes it, which may happen after the item is gone.
+class OverlayRootNode final : public QSGOpacityNode {
+public:
+    explicit OverlayRootNode(std::shared_ptr<OverlayItem::RenderState> state) : state_(std::move(state)) {}
+    ~OverlayRootNode() override;
+
+private:
+    std::shared_ptr<OverlayItem::RenderState> state_;
+};
+
+}  // namespace
+
+OverlayRootNode::~OverlayRootNode() {
+    std::lock_guard lock(state_->mutex);
+    if (state_->root == this) state_->root = nullptr;
+}
+
+OverlayItem::OverlayItem(QQuickItem* parent) : QQuickPaintedItem(parent), render_(std::make_shared<RenderState>()) {
     setZ(kZ);
     setAcceptedMouseButtons(Qt::LeftButton);
     setAcceptTouchEvents(true);
     setAntialiasing(true);
+    watchRenders(window());  // a parent given here set the window before itemChange() was ours
 }
 
-OverlayItem::~OverlayItem() { releaseModel(); }
+OverlayItem::~OverlayItem() {
+    disconnect(beforeSynchronizing_);
+    disconnect(beforeRendering_);
+    disconnect(afterRendering_);
+    releaseModel();
+}
+
+void OverlayItem::setLeftOutOfRenders(bool leftOut) { render_->leftOut = leftOut; }
+
+QSGNode* OverlayItem::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData* data) {
+    auto* root = static_cast<OverlayRootNode*>(oldNode);
+    QSGNode* oldPainted = root ? root->firstChild() : nullptr;
+    if (oldPainted) root->removeChildNode(oldPainted);
+    QSGNode* painted = QQuickPaintedItem::updatePaintNode(oldPainted, data);
+    if (!painted) {
+        delete root;
+        return nullptr;
+    }
+    if (!root) {
+        root = new OverlayRootNode(render_);
+        std::lock_guard lock(render_->mutex);
+        render_->root = root;
+    }
+    root->appendChildNode(painted);
+    return root;
+}
+
+void OverlayItem::itemChange(ItemChange change, const ItemChangeData& value) {
+    QQuickPaintedItem::itemChange(change, value);
+    if (change == ItemSceneChange) watchRenders(value.window);
+}
+
+void OverlayItem::watchRenders(QQuickWindow* window) {
+    disconnect(beforeSynchronizing_);
+    disconnect(beforeRendering_);
+    disconnect(afterRendering_);
+    if (!window) return;
+    // All three run on the render thread, for every frame and every grab.
+    std::shared_ptr<RenderState> state = render_;
+    beforeSynchronizing_ = connect(window, &QQuickWindow::beforeSynchronizing, window, [state] {
+        state->leftOutOfThisRender = state->leftOut;
+    }, Qt::DirectConnection);
+    beforeRendering_ = connect(window, &QQuickWindow::beforeRendering, window, [state] {
+        std::lock_guard lock(state->mutex);
+        if (!state->leftOutOfThisRender || !state->root) return;
+        state->root->setOpacity(0);
+        state->madeTransparent = true;
+    }, Qt::DirectConnection);
+    afterRendering_ = connect(window, &QQuickWindow::afterRendering, window, [state] {
+        std::lock_guard lock(state->mutex);
+        if (!state->madeTransparent) return;
+        if (state->root) state->root->setOpacity(1);
+        state->madeTransparent = false;
+    }, Qt::DirectConnection);
+}
 
 void OverlayItem::setModel(HLVHalvoraWindow* model) {
     releaseModel();

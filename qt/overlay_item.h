@@ -1,6 +1,6 @@
 #pragma once
 // Draws the library's overlay model (HLVHalvoraWindow) in a Qt Quick window: from bottom to top the
-// agent's drawing, the laser trail and dot, the sharing banner and the agent's touch dots. It covers
+// agent's drawing, the laser dot and trail, the sharing banner and the agent's touch dots. It covers
 // the window above everything else, yet takes only touches on the banner: contains() answers the
 // model's hit test, and Qt Quick delivers pointer events only to items that contain the point.
 
@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 namespace halvora {
 class HLVHalvoraWindow;
@@ -33,17 +34,35 @@ public:
     bool contains(const QPointF& point) const override;
     void paint(QPainter* painter) override;
 
+    // Leaves the overlay out of its window's renders while set: the capture sets it around
+    // QQuickWindow::grabWindow(), which renders without presenting. The overlay's scene-graph node
+    // is made transparent on the render thread just for those renders and restored right after,
+    // so the window on screen is neither rendered again nor ever shown without the banner.
+    void setLeftOutOfRenders(bool leftOut);
+
+    // Shared with the render thread and with the overlay's node, which may outlive the item.
+    struct RenderState;
+
 protected:
+    QSGNode* updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData* data) override;
+    void itemChange(ItemChange change, const ItemChangeData& value) override;
+
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void touchEvent(QTouchEvent* event) override;
 
 private:
     void releaseModel();
+    void watchRenders(QQuickWindow* window);
     void paintDrawing(QPainter* painter);
     void paintLaser(QPainter* painter) const;
     void paintBanner(QPainter* painter) const;
     void paintTouches(QPainter* painter) const;
+
+    std::shared_ptr<RenderState> render_;
+    QMetaObject::Connection beforeSynchronizing_;
+    QMetaObject::Connection beforeRendering_;
+    QMetaObject::Connection afterRendering_;
 
     HLVHalvoraWindow* model_ = nullptr;
     // The decoded drawing, kept until the model holds other bytes.

@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <QPainter>
+#include <QPointer>
 
 #include "qt/overlay_item.h"
 #include "qt/qml_type_name.h"
@@ -56,15 +57,18 @@ bool QuickWindow::drawHierarchy(platform::RgbaFrame& canvas, platform::Point at,
     if (beforeCapture()) beforeCapture()(window_.data());
     if (!window_) return false;
 
-    std::vector<QQuickItem*> hidden;
+    // The overlay stays on screen; only the grab's own render leaves it out.
+    std::vector<QPointer<OverlayItem>> overlays;
     for (QQuickItem* child : window_->contentItem()->childItems()) {
-        if (qobject_cast<OverlayItem*>(child) && child->isVisible()) {
-            child->setVisible(false);
-            hidden.push_back(child);
+        if (auto* overlay = qobject_cast<OverlayItem*>(child)) {
+            overlay->setLeftOutOfRenders(true);
+            overlays.emplace_back(overlay);
         }
     }
     const QImage shot = window_->grabWindow();
-    for (QQuickItem* item : hidden) item->setVisible(true);
+    for (const auto& overlay : overlays) {
+        if (overlay) overlay->setLeftOutOfRenders(false);
+    }
     if (shot.isNull()) return false;
 
     QImage target(canvas.pixels.data(), canvas.width, canvas.height, static_cast<qsizetype>(canvas.bytesPerRow),
