@@ -13,6 +13,8 @@ cmake --build --preset fuzz -j 2
 
 scratch="$(mktemp -d)"
 trap 'rm -rf "$scratch"' EXIT
+# The settings-file target writes and syncs a file per input: in memory it runs four times faster.
+[ -d /dev/shm ] && export TMPDIR=/dev/shm
 failed=0
 for fuzzer in build/fuzz/fuzz/*_fuzzer; do
   name="$(basename "$fuzzer" _fuzzer)"

@@ -1,5 +1,7 @@
-// Streaming frames: the loop's pace, change detection, numbering, "sync", the window choice and
-// the screen announcements, on the manual clock with an in-memory user interface.
+// Streaming frames on the manual clock with an in-memory user interface: numbering while
+// disconnected, the background pace, the loop's end, and the screen announcements. Still screens,
+// changes, "sync" and the window choice are decoded from real Qt Quick windows in
+// tests/qt/session_loop_test.cpp.
 #include <gtest/gtest.h>
 
 #include "capture/screen_capture.h"
@@ -63,42 +65,6 @@ protected:
     std::shared_ptr<HLVSession> session;
 };
 
-TEST_F(SessionFramesTest, OnlyChangedOrResyncedPicturesAreSentNumberedFromOne) {
-    session->frameLoop();
-    settle();
-    auto frames = sent("frame");
-    ASSERT_EQ(frames.size(), 1u);
-    const auto& jpeg = frames[0]["image"].get_binary();  // decoded as a picture in tests/qt
-    ASSERT_GT(jpeg.size(), 2u);
-    EXPECT_EQ(jpeg[0], 0xFF);
-    EXPECT_FALSE(jpeg.has_subtype());
-    frames[0]["image"] = nullptr;
-    frames[0]["timestamp"] = nullptr;
-    EXPECT_EQ(frames[0].dump(), R"({"type":"Frame","id":1,"image":null,"timestamp":null,"mime_type":"image/jpeg"})");
-    EXPECT_EQ(session->lastFrameId(), "1");
-    EXPECT_EQ(session->lastCapture().width, 231);  // 390x844 points at 500/844
-    EXPECT_EQ(session->lastCapture().height, 500);
-
-    for (int i = 0; i < 5; ++i) {  // still screen: captured every 0.1 s, never sent
-        advance(100ms);
-        settle();
-    }
-    EXPECT_EQ(sent("frame").size(), 1u);
-    EXPECT_GE(window->draws, 5);
-
-    window->root->addSubview(std::make_shared<FakeView>(platform::Rect{10, 100, 200, 40}, kBlue));
-    advance(100ms);
-    settle();
-    stream()->fire("sync");
-    advance(100ms);
-    settle();
-    frames = sent("frame");
-    ASSERT_EQ(frames.size(), 3u);
-    EXPECT_EQ(frames[1]["id"], 2);
-    EXPECT_EQ(frames[2]["id"], 3);
-    EXPECT_EQ(frames[2]["image"], frames[1]["image"]);  // the same picture, sent again on request
-}
-
 TEST_F(SessionFramesTest, ADisconnectedStreamSpendsTheNumberAndKeepsThePictureAsSent) {
     stream()->connected = false;
     session->frameLoop();
@@ -145,28 +111,6 @@ TEST_F(SessionFramesTest, TheLoopStopsAfterTheSessionEndsAndDoesNotRunTwice) {
     settle();
     EXPECT_EQ(window->draws, 1);
     EXPECT_FALSE(session->isFrameLoopRunning());
-}
-
-class RefusingDelegate final : public HalvoraDelegate {
-public:
-    void halvoraSessionDidUpdate(const std::shared_ptr<HLVSession>&) override {}
-    void halvoraSessionDidEnd(const std::shared_ptr<HLVSession>&) override {}
-    std::optional<bool> halvoraShouldCaptureWindow(const platform::Window&) override { return false; }
-};
-
-TEST_F(SessionFramesTest, TheKeyWindowIsAlwaysCapturedTheOverlayNeverOthersAsTheDelegateSays) {
-    auto behind = std::make_shared<FakeWindow>(platform::Rect{0, 0, 390, 844}, kBlue);
-    auto overlay = std::make_shared<FakeWindow>(platform::Rect{0, 0, 390, 844}, kBlue, platform::ViewRole::overlay);
-    ui->windowList = {behind, window, overlay};
-    auto& halvora = Halvora::instance();
-    EXPECT_TRUE(halvora.shouldCaptureWindow(*behind));
-    EXPECT_FALSE(halvora.shouldCaptureWindow(*overlay));
-
-    halvora.setDelegate(std::make_shared<RefusingDelegate>());
-    ASSERT_TRUE(session->captureScreen());
-    EXPECT_EQ(window->draws, 1);
-    EXPECT_EQ(behind->draws + overlay->draws, 0);
-    EXPECT_FALSE(testing::containsColour(session->lastCapture(), kBlue, 0));
 }
 
 TEST(CaptureScale, CapsTheLongerSideAt500Pixels) {
