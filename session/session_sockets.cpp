@@ -1,9 +1,6 @@
 #include "session/session_sockets.h"
 
-#include <algorithm>
 #include <chrono>
-#include <cmath>
-#include <random>
 
 #include "base/json_fields.h"
 #include "halvora/agent_events.h"
@@ -128,23 +125,22 @@ void HLVSessionSockets::registerStreamHandlers(platform::RealtimeSocket& socket)
     });
 }
 
-double HLVSessionSockets::rebuildDelaySeconds(int failures, double random01) {
-    if (failures <= 1) return kRebuildDelaySeconds;
-    const double full = std::min(kRebuildDelayCapSeconds, kRebuildDelaySeconds * std::exp2(std::min(failures - 1, 16)));
-    return full * (0.5 + 0.5 * std::clamp(random01, 0.0, 1.0));
-}
-
 void HLVSessionSockets::onError(Channel channel, const Items& items) {
     const int failures = ++failures_[static_cast<int>(channel)];
     // One line when a connection starts failing, not one per try.
     if (failures == 1) platform::log("error " + describeFirst(items));
+    // The client's own retries report errors too; one rebuild at a time, or they pile up.
+    bool& pending = rebuildPending_[static_cast<int>(channel)];
+    if (pending) return;
+    pending = true;
     auto self = shared_from_this();
     updateSocketTokens([self, channel, failures] {
-        static thread_local std::mt19937 random{std::random_device{}()};
-        const double wait = rebuildDelaySeconds(failures, std::uniform_real_distribution<double>(0, 1)(random));
-        platform::mainQueue().postAfter(
-            std::chrono::duration_cast<platform::Duration>(std::chrono::duration<double>(wait)),
-            [self, channel] { self->rebuild(channel); });
+        const Backoff::Seconds wait = failures <= 1 ? Backoff::Seconds(kRebuildDelaySeconds)
+                                                    : self->rebuildBackoff_.delay(failures);
+        platform::mainQueue().postAfter(std::chrono::duration_cast<platform::Duration>(wait), [self, channel] {
+            self->rebuildPending_[static_cast<int>(channel)] = false;
+            self->rebuild(channel);
+        });
     });
 }
 

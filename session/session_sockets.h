@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "base/backoff.h"
 #include "halvora/error.h"
 #include "halvora/platform/http_client.h"
 #include "halvora/platform/realtime_socket.h"
@@ -21,12 +22,10 @@ public:
     static constexpr const char* kPath = "/sockets/1/events";
     // Wait between a connection's "error" and its rebuild with fresh tokens.
     static constexpr double kRebuildDelaySeconds = 2.0;
-    // Errors in a row on one connection double the wait before its rebuild up to this, each wait
-    // after the first drawn between half and all of it, so devices that lost one service do not
-    // come back in step.
+    // Errors in a row on one connection: the first rebuild waits kRebuildDelaySeconds, later ones
+    // the shared backoff (growing 1.5x, +/- half, at most this), so devices that lost one service
+    // do not come back in step.
     static constexpr double kRebuildDelayCapSeconds = 60.0;
-    // The wait before the rebuild that follows `failures` errors in a row (1 for the first).
-    static double rebuildDelaySeconds(int failures, double random01);
 
     // Made for `session` (held weakly): opens the connections on every update of the session and
     // closes them when it ends.
@@ -60,7 +59,9 @@ private:
     std::weak_ptr<HLVSession> session_;
     std::shared_ptr<platform::RealtimeSocket> control_;
     std::shared_ptr<platform::RealtimeSocket> stream_;
+    Backoff rebuildBackoff_{Backoff::Seconds(kRebuildDelaySeconds), Backoff::Seconds(kRebuildDelayCapSeconds), 0.5};
     int failures_[2] = {0, 0};     // errors in a row, by channel; logged only on the first
+    bool rebuildPending_[2] = {false, false};
     bool refreshFailing_ = false;  // logged once until a refresh succeeds again
 };
 

@@ -9,7 +9,7 @@
 #include <boost/asio/steady_timer.hpp>
 
 #include "sio/config.h"
-#include "sio/detail/backoff.h"
+#include "base/backoff.h"
 
 namespace halvora::sio::detail {
 
@@ -32,7 +32,7 @@ private:
     const bool enabled_;
     const int maxAttempts_;
     int attempts_ = 0;
-    Backoff backoff_;
+    halvora::Backoff backoff_;
     boost::asio::steady_timer timer_;
 };
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "halvora/agent_events.h"
 #include "facade/facade_access.h"
@@ -88,20 +89,24 @@ TEST_F(SessionSocketsTest, AnErrorRefreshesBothTokensAndRebuildsOnlyTheFailedCon
 TEST_F(SessionSocketsTest, ErrorsInARowBackOffLogOnceAndAConnectResetsThem) {
     session->updateResource(record("active"));
     auto first = stream();
+    const auto requestsBefore = http->sent().size();
     first->fire("error", {Json("boom")});
+    first->fire("error", {Json("boom")});  // the client's own retry, before the rebuild
+    EXPECT_EQ(http->sent().size(), requestsBefore + 1);
     http->fail();
     runPending();
     advance(std::chrono::seconds(2));
     ASSERT_EQ(sockets->made.size(), 3u);
-    for (int failures = 2; failures <= 8; ++failures) {
+    for (int failures = 3; failures <= 8; ++failures) {
         const auto made = sockets->made.size();
         sockets->made.back()->fire("error", {Json("boom")});
         http->fail();
         runPending();
-        const double full = std::min(60.0, 2.0 * (1 << (failures - 1)));
-        advance(std::chrono::milliseconds(static_cast<long>(full * 500) - 1));  // never before half
+        const double nominal = 2.0 * std::pow(1.5, failures - 2);  // +/- half, at most 60 s
+        const auto earliest = std::chrono::milliseconds(static_cast<long>(nominal * 500) - 1);
+        advance(earliest);
         EXPECT_EQ(sockets->made.size(), made) << failures;
-        advance(std::chrono::milliseconds(static_cast<long>(full * 500) + 1));
+        advance(std::chrono::milliseconds(static_cast<long>(std::min(60.0, nominal * 1.5) * 1000) + 1) - earliest);
         EXPECT_EQ(sockets->made.size(), made + 1) << failures;
     }
     EXPECT_EQ(countLog("error boom"), 1);
@@ -113,7 +118,7 @@ TEST_F(SessionSocketsTest, ErrorsInARowBackOffLogOnceAndAConnectResetsThem) {
     http->respondJson(200, record("active").dump());
     runPending();
     advance(std::chrono::seconds(2));  // the first wait again
-    EXPECT_EQ(sockets->made.size(), 11u);
+    EXPECT_EQ(sockets->made.size(), 10u);
     EXPECT_EQ(countLog("error boom"), 2);
 }
 

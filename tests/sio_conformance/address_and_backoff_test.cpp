@@ -1,11 +1,13 @@
 // The parts of reconnection and addressing that need no server.
 #include <gtest/gtest.h>
 
-#include "sio/detail/backoff.h"
+#include "base/backoff.h"
 #include "sio/detail/url.h"
 
 namespace halvora::sio::detail {
 namespace {
+
+using Seconds = Backoff::Seconds;
 
 TEST(ServerUrl, AcceptsTheFourSchemesWithDefaultAndExplicitPorts) {
     std::string error;

@@ -1,15 +1,16 @@
 #pragma once
-// Delays between reconnection attempts.
-// Thread affinity: none, unsynchronised (ReconnectPolicy owns one on the network thread).
+// Delays between reconnection attempts: the Socket.IO client's and the session connections'
+// rebuilds. Thread affinity: none, unsynchronised (each owner keeps one on its own thread).
 
+#include <chrono>
 #include <random>
 
-#include "sio/value.h"
-
-namespace halvora::sio::detail {
+namespace halvora {
 
 class Backoff {
 public:
+    using Seconds = std::chrono::duration<double>;
+
     Backoff(Seconds wait, Seconds waitMax, double randomizationFactor);
 
     // Delay before attempt `attempt` (1 for the first retry): none for the first, then `wait`
@@ -23,4 +24,4 @@ private:
     std::mt19937 random_;
 };
 
-}  // namespace halvora::sio::detail
+}  // namespace halvora

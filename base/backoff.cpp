@@ -1,9 +1,9 @@
-#include "sio/detail/backoff.h"
+#include "base/backoff.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace halvora::sio::detail {
+namespace halvora {
 
 Backoff::Backoff(Seconds wait, Seconds waitMax, double randomizationFactor)
     : wait_(std::max(wait, Seconds(0))),
@@ -11,7 +11,7 @@ Backoff::Backoff(Seconds wait, Seconds waitMax, double randomizationFactor)
       factor_(std::clamp(std::isfinite(randomizationFactor) ? randomizationFactor : 0.0, 0.0, 1.0)),
       random_(std::random_device{}()) {}
 
-Seconds Backoff::delay(int attempt) {
+Backoff::Seconds Backoff::delay(int attempt) {
     if (attempt <= 1) return Seconds(0);
     // Beyond ~100 steps the growth only overflows; the cap has long been reached.
     const double growth = std::pow(1.5, std::min(attempt - 2, 100));
@@ -23,4 +23,4 @@ Seconds Backoff::delay(int attempt) {
     return std::clamp(Seconds(seconds), Seconds(0), waitMax_);
 }
 
-}  // namespace halvora::sio::detail
+}  // namespace halvora
