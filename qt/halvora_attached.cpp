@@ -28,11 +28,8 @@ QQmlListProperty<QObject> HalvoraAttached::redactedItems() {
 QQuickItem* HalvoraAttached::drawingItemOf(QObject* object) {
     if (auto* item = qobject_cast<QQuickItem*>(object)) return item;
     // A Popup draws through an item of its own, the parent of its content item.
-    if (object && object->inherits("QQuickPopup")) {
-        if (auto* content = object->property("contentItem").value<QQuickItem*>()) return content->parentItem();
-        return nullptr;
-    }
-    return nullptr;
+    auto* content = object && object->inherits("QQuickPopup") ? object->property("contentItem").value<QQuickItem*>() : nullptr;
+    return content ? content->parentItem() : nullptr;
 }
 
 std::vector<QQuickItem*> HalvoraAttached::liveRedactedItems() const {

@@ -12,7 +12,6 @@
 #include <QTouchEvent>
 
 #include <atomic>
-#include <mutex>
 
 #include "overlay/halvora_window.h"
 
@@ -27,11 +26,10 @@ QPointF toQPoint(HLVPoint p) { return {p.x, p.y}; }
 
 struct OverlayItem::RenderState {
     std::atomic<bool> leftOut{false};  // set on the GUI thread
-    // Render thread only. Read at the sync, while the GUI thread waits, so that a frame synced
-    // before the capture asked is still drawn with the overlay.
+    // The rest is the render thread's alone (the sync, the render signals and node deletion all
+    // run there). Read at the sync, while the GUI thread waits, so that a frame synced before the
+    // capture asked is still drawn with the overlay.
     bool leftOutOfThisRender = false;
-    bool madeTransparent = false;
-    std::mutex mutex;  // guards root: the render thread deletes nodes, maybe after the item
     QSGOpacityNode* root = nullptr;
 };
 
@@ -51,7 +49,6 @@ private:
 }  // namespace
 
 OverlayRootNode::~OverlayRootNode() {
-    std::lock_guard lock(state_->mutex);
     if (state_->root == this) state_->root = nullptr;
 }
 
@@ -83,7 +80,6 @@ QSGNode* OverlayItem::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData* dat
     }
     if (!root) {
         root = new OverlayRootNode(render_);
-        std::lock_guard lock(render_->mutex);
         render_->root = root;
     }
     root->appendChildNode(painted);
@@ -106,16 +102,10 @@ void OverlayItem::watchRenders(QQuickWindow* window) {
         state->leftOutOfThisRender = state->leftOut;
     }, Qt::DirectConnection);
     beforeRendering_ = connect(window, &QQuickWindow::beforeRendering, window, [state] {
-        std::lock_guard lock(state->mutex);
-        if (!state->leftOutOfThisRender || !state->root) return;
-        state->root->setOpacity(0);
-        state->madeTransparent = true;
+        if (state->leftOutOfThisRender && state->root) state->root->setOpacity(0);
     }, Qt::DirectConnection);
     afterRendering_ = connect(window, &QQuickWindow::afterRendering, window, [state] {
-        std::lock_guard lock(state->mutex);
-        if (!state->madeTransparent) return;
-        if (state->root) state->root->setOpacity(1);
-        state->madeTransparent = false;
+        if (state->root && state->root->opacity() < 1) state->root->setOpacity(1);
     }, Qt::DirectConnection);
 }
 
