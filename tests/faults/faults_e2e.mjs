@@ -1,6 +1,9 @@
-// The demo shop streaming to an agent through a proxy that breaks the connection to the reference
-// service in scripted ways:
+// The demo shop, offscreen, streaming to an agent (the official JavaScript client) through a proxy
+// that breaks the connection to the reference service in scripted ways:
 //   node faults_e2e.mjs HALVORA_DEMO_SHOP
+// Undisturbed, the frames the device sends are numbered without gaps. Every frame, faults or not,
+// must decode as a JPEG whose longer side is at most 500 pixels and, once the checkout screen has
+// been announced, show no pixel of its sensitive items' colour (#ff00cc, used nowhere else).
 // After each fault the stream must come back by itself within a bounded time, without a storm of
 // reconnections; when the service is killed and restarted without the session, the device must end
 // it locally. The shop must never crash, and its open files and threads must not grow.
@@ -20,7 +23,9 @@ if (!shop) {
   process.exit(2);
 }
 const serviceDir = fileURLToPath(new URL('../../service/', import.meta.url));
-const { io } = createRequire(join(serviceDir, 'package.json'))('socket.io-client');
+const require = createRequire(join(serviceDir, 'package.json'));
+const { io } = require('socket.io-client');
+const jpeg = require('jpeg-js');
 
 const RECOVERY_MS = 30_000; // a fault is over when frames flow again within this
 const data = mkdtempSync(join(tmpdir(), 'halvora-faults-'));
@@ -90,12 +95,41 @@ const joined = await api('POST', `/api/1/agent/sessions/${session.id}/join`);
 agent = io(serviceUrl, { path: '/sockets/1/events', auth: { token: joined.agent_token }, transports: ['websocket'] });
 let lastFrameAt = 0;
 let frames = 0;
-agent.on('frame', () => {
+let checkoutShown = 0;
+agent.on('screen', (record) => {
+  if (record.type !== 'Screen' || typeof record.timestamp !== 'string') fail(`bad screen ${JSON.stringify(record)}`);
+  if (record.class === 'CheckoutPage') checkoutShown += 1;
+});
+agent.on('frame', (record) => {
   frames += 1;
   lastFrameAt = Date.now();
+  if (record.type !== 'Frame' || record.mime_type !== 'image/jpeg') fail(`bad frame ${JSON.stringify({ ...record, image: '…' })}`);
+  let picture;
+  try {
+    picture = jpeg.decode(record.image, { useTArray: true, formatAsRGBA: true });
+  } catch (err) {
+    fail(`frame ${record.id} is not a JPEG: ${err.message}`);
+  }
+  if (Math.max(picture.width, picture.height) > 500) fail(`frame ${record.id} is ${picture.width}x${picture.height}`);
+  if (checkoutShown > 0 && showsSensitiveColour(picture)) fail(`frame ${record.id} shows the sensitive colour`);
 });
+// Whether a decoded picture has a pixel near the sensitive colour (JPEG shifts colours a little).
+function showsSensitiveColour({ width, height, data: pixels }) {
+  for (let i = 0; i < width * height * 4; i += 4) {
+    if (Math.abs(pixels[i] - 0xff) < 40 && pixels[i + 1] < 40 && Math.abs(pixels[i + 2] - 0xcc) < 40) return true;
+  }
+  return false;
+}
 const framesFlowSince = (time) => until(`frames after ${time}`, () => lastFrameAt > time);
-await framesFlowSince(0);
+
+// Undisturbed: a pass that runs before the stream has connected spends its number without sending
+// (on a loaded machine the first one or two do); from the first frame that arrives on, none may go
+// missing.
+await until('the checkout screen twice', () => checkoutShown >= 2);
+agent.emit('sync', {});
+await sleep(1000);
+const sent = (await api('GET', `/api/1/agent/sessions/${session.id}/frames`)).ids;
+if (sent.length < 3 || sent.some((id, index) => id !== sent[0] + index)) fail(`frame numbers sent: ${sent.join(',')}`);
 const before = resources();
 
 // Each fault runs while frames flow; `during` ms later it is lifted and the stream must recover.
@@ -158,5 +192,5 @@ agent.close();
 proxy.close();
 service.kill('SIGTERM');
 rmSync(data, { recursive: true, force: true });
-console.log(`ok: ${frames} frames; files ${before.files} -> ${after.files}, threads ${before.threads} -> ${after.threads}`);
+console.log(`ok: ${frames} frames (${sent.length} numbered without gaps undisturbed); files ${before.files} -> ${after.files}, threads ${before.threads} -> ${after.threads}`);
 process.exit(0);

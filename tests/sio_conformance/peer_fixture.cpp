@@ -4,13 +4,6 @@
 #include <iostream>
 #include <sstream>
 
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-extern char** environ;
-
 namespace halvora::sio_test {
 namespace {
 
@@ -33,28 +26,6 @@ std::optional<PeerPorts> readPortFile(const std::string& file) {
 PeerPorts sharedPeer() {
     const char* file = std::getenv("SIO_PEER_PORT_FILE");
     return file ? readPortFile(file).value_or(PeerPorts{}) : PeerPorts{};
-}
-
-PrivatePeer::PrivatePeer(int port) {
-    static int serial = 0;
-    portFile_ = testing::TempDir() + "sio-private-peer-" + std::to_string(getpid()) + "-" +
-                std::to_string(++serial) + ".json";
-    std::remove(portFile_.c_str());
-    std::vector<std::string> args{SIO_PEER_NODE, SIO_PEER_SCRIPT, "--port-file", portFile_,
-                                  "--port", std::to_string(port), "--quiet"};
-    std::vector<char*> argv;
-    for (auto& arg : args) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    if (posix_spawn(&pid_, SIO_PEER_NODE, nullptr, nullptr, argv.data(), environ) != 0) pid_ = -1;
-    if (auto ports = pid_ > 0 ? readPortFile(portFile_) : std::nullopt) port_ = ports->port;
-}
-
-void PrivatePeer::stop() {
-    if (pid_ <= 0) return;
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
-    pid_ = -1;
-    std::remove(portFile_.c_str());
 }
 
 WorkerExecutor::WorkerExecutor() {

@@ -34,20 +34,6 @@ struct PeerPorts {
 // The peer started by the CTest fixture (path /custom/io, TLS as well).
 PeerPorts sharedPeer();
 
-// A peer.js process of the test's own (default path), for cases that stop the server.
-class PrivatePeer {
-public:
-    explicit PrivatePeer(int port = 0);
-    ~PrivatePeer() { stop(); }
-    int port() const { return port_; }
-    void stop();
-
-private:
-    int pid_ = -1;
-    int port_ = 0;
-    std::string portFile_;
-};
-
 class WorkerExecutor {
 public:
     WorkerExecutor();
