@@ -1,15 +1,10 @@
-// Small shared values: timestamps and URL records. Agents are read in session_test.cpp.
+// Timestamps as the service receives them: local time with its offset.
 #include <cstdlib>
-#include <cstring>
+#include <optional>
 
 #include <gtest/gtest.h>
 
-#include "halvora/error.h"
 #include "protocol/iso_string.h"
-#include "base/json_fields.h"
-#include "halvora/agent_events.h"
-#include "protocol/web_url.h"
-#include "halvora/version.h"
 
 namespace halvora {
 namespace {

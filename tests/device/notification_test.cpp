@@ -1,6 +1,6 @@
 // The notification connection and the other ways into a session. That an agent-started session is
 // joined through it runs against the reference service in tests/cli/listen_e2e.mjs and
-// tests/demo/quick_demo_e2e.mjs; here: when it opens, that a lost connection stays stopped until the
+// tests/faults/faults_e2e.mjs; here: when it opens, that a lost connection stays stopped until the
 // device registers afresh, and which payloads and links are not the library's.
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The sending queue. Its order shows end to end as gap-free frame numbers at the agent
-// (tests/demo/quick_demo_e2e.mjs); here, that nothing queued is lost when it goes away.
+// (tests/faults/faults_e2e.mjs); here, that nothing queued is lost when it goes away.
 #include "halvora/platform/background_queue.h"
 
 #include <gtest/gtest.h>

@@ -62,22 +62,6 @@ TEST(AppInfoTest, LanguageOfLocale) {
     for (const auto& [locale, language] : cases) EXPECT_EQ(languageOfLocale(locale), language) << locale;
 }
 
-TEST(AppInfoTest, PreferredLocalizationIsTheHostsChoiceElseTheFirstLocaleVariableSet) {
-    StaticAppInfo info;
-    ScopedEnv all("LC_ALL", "");
-    ScopedEnv messages("LC_MESSAGES", "it_IT.UTF-8");
-    ScopedEnv lang("LANG", "ja_JP.UTF-8");
-    EXPECT_EQ(info.preferredLocalization(), "it");
-    {
-        ScopedEnv noMessages("LC_MESSAGES", nullptr);
-        EXPECT_EQ(info.preferredLocalization(), "ja");
-        ScopedEnv posix("LC_ALL", "POSIX");
-        EXPECT_EQ(info.preferredLocalization(), "en");
-    }
-    info.localization = "nl";
-    EXPECT_EQ(info.preferredLocalization(), "nl");
-}
-
 TEST(LogTest, LinesAreFoldedAndGoToTheInstalledSink) {
     std::vector<std::string> lines;
     setLogSink([&](std::string_view line) { lines.emplace_back(line); });

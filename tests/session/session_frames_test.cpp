@@ -113,13 +113,6 @@ TEST_F(SessionFramesTest, TheLoopStopsAfterTheSessionEndsAndDoesNotRunTwice) {
     EXPECT_FALSE(session->isFrameLoopRunning());
 }
 
-TEST(CaptureScale, CapsTheLongerSideAt500Pixels) {
-    EXPECT_EQ(captureScale({0, 0, 320, 480}), 1.0f);
-    EXPECT_NEAR(captureScale({0, 0, 414, 896}), 0.558f, 0.001f);
-    EXPECT_NEAR(captureScale({0, 0, 896, 414}), 0.558f, 0.001f);
-    EXPECT_EQ(captureScale({0, 0, 0, 0}), 1.0f);
-}
-
 TEST_F(SessionFramesTest, TheTopScreenIsAnnouncedWhileActiveWithANullTitleWhenItHasNone) {
     auto shown = std::make_shared<testing::FakeViewController>();
     auto other = std::make_shared<testing::FakeViewController>();
