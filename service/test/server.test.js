@@ -7,34 +7,23 @@ import { join } from 'node:path';
 import { test } from 'node:test';
 import { fileURLToPath } from 'node:url';
 import { createService } from '../src/app.js';
+import { eventually } from '../test-support/start-service.js';
 
 const SERVER = fileURLToPath(new URL('../src/server.js', import.meta.url));
 
-function run(args) {
-  const child = spawn(process.execPath, [SERVER, ...args], { stdio: ['ignore', 'pipe', 'pipe'] });
-  const output = { stdout: '', stderr: '' };
-  child.stdout.setEncoding('utf8').on('data', (text) => (output.stdout += text));
-  child.stderr.setEncoding('utf8').on('data', (text) => (output.stderr += text));
-  const exited = once(child, 'exit');
-  return { child, output, exited };
-}
-
-async function until(condition, what) {
-  const deadline = Date.now() + 30_000;
-  while (!condition()) {
-    if (Date.now() > deadline) throw new Error(`gave up waiting for ${what}`);
-    await new Promise((resolve) => setTimeout(resolve, 20));
-  }
-}
-
-test('the command line service announces itself, writes the port file and stops on SIGTERM', async (t) => {
+test('the command line service announces itself, writes the port file, logs requests without tokens and stops on SIGTERM', async (t) => {
   const dir = await mkdtemp(join(tmpdir(), 'halvora-service-'));
   t.after(() => rm(dir, { recursive: true, force: true }));
   const portFile = join(dir, 'service.url');
-  const { child, output, exited } = run(['--port', '0', '--port-file', portFile, '--next-registration', '45']);
+  const args = [SERVER, '--port', '0', '--port-file', portFile, '--next-registration', '45'];
+  const child = spawn(process.execPath, args, { stdio: ['ignore', 'pipe', 'pipe'] });
   t.after(() => child.kill('SIGKILL'));
+  const exited = once(child, 'exit');
+  const output = { stdout: '', stderr: '' };
+  child.stdout.setEncoding('utf8').on('data', (text) => (output.stdout += text));
+  child.stderr.setEncoding('utf8').on('data', (text) => (output.stderr += text));
 
-  await until(() => output.stdout.includes('\n') || child.exitCode !== null, 'the listening line');
+  await eventually(() => assert.ok(output.stdout.includes('\n') || child.exitCode !== null), 30_000);
   const match = /^Halvora reference service listening on (http:\/\/127\.0\.0\.1:(\d+))\n$/.exec(output.stdout);
   assert.ok(match, `unexpected stdout: ${JSON.stringify(output.stdout)} stderr: ${output.stderr}`);
   const baseUrl = match[1];
@@ -49,7 +38,10 @@ test('the command line service announces itself, writes the port file and stops 
   const device = await response.json();
   assert.equal(device.next_registration, 45);
   assert.equal(device.notification_url, baseUrl);
-  await until(() => output.stderr.includes('PUT /api/1/devices/CLI-DEVICE 200'), 'the request log line');
+  // A token in the query must not reach the log either.
+  await fetch(`${baseUrl}/api/1/agent/devices?token=${device.notification_token}`);
+  await eventually(() => assert.match(output.stderr, /Z GET \/api\/1\/agent\/devices 200 \d+ms\n/));
+  assert.match(output.stderr, /Z PUT \/api\/1\/devices\/CLI-DEVICE 200 \d+ms\n/);
   assert.ok(!output.stderr.includes(device.notification_token));
 
   child.kill('SIGTERM');
