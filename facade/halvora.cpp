@@ -6,6 +6,8 @@
 #include "base/json_fields.h"
 #include "base/overloaded.h"
 #include "capture/screen_capture.h"
+#include "control/key_press_injector.h"
+#include "control/touch_injector.h"
 #include "device/device.h"
 #include "facade/facade_access.h"
 #include "halvora/platform.h"
@@ -31,7 +33,10 @@ Halvora& Halvora::instance() {
 Halvora::Halvora()
     : context_(std::make_shared<ServiceContext>(ServiceContext{false, kDefaultApi})),
       overlay_(std::make_unique<HLVHalvoraWindow>()),
-      device_(HLVDevice::create(context_)) {
+      device_(HLVDevice::create(context_)),
+      touchInjector_(std::make_unique<HLVTouchInjector>(
+          [this](const platform::Window& window) { return shouldCaptureWindow(window); })),
+      keyPressInjector_(std::make_unique<HLVKeyPressInjector>()) {
     device_->setNotificationHandler([](const Json& payload) { onPushNotification(payload); });
 }
 
@@ -133,14 +138,10 @@ void Halvora::setOnStatusTap(std::function<void()> onTap) {
 
 std::function<void()> Halvora::onStatusTap() const { return overlay_->onStatusTap; }
 
-void Halvora::setTouchInjector(std::function<void(const HLVTouchEvent&)> inject) {
+void Halvora::experimental_registerResponderExtension(const std::string& viewClass,
+                                                      std::shared_ptr<HLVResponderExtension> extension) {
     HALVORA_ASSERT_MAIN_THREAD();
-    touchInjector_ = std::move(inject);
-}
-
-void Halvora::setKeyPressInjector(std::function<void(const HLVKeyPress&)> inject) {
-    HALVORA_ASSERT_MAIN_THREAD();
-    keyInjector_ = std::move(inject);
+    HLVResponderRegistry::registerResponder(viewClass, std::move(extension));
 }
 
 void Halvora::setLinkHost(std::string host) {
@@ -187,6 +188,8 @@ void Halvora::setCurrentSession(std::shared_ptr<HLVSession> session) {
         // The application hears of the end before the banner goes.
         if (delegate_) delegate_->halvoraSessionDidEnd(ended);
         overlay_->setActive(false);
+        // A pointer the agent never lifted leaves no pressed cell or half-done drag behind.
+        touchInjector_->cancelAll();
         currentSession_.reset();
         for (const auto& view : redactedViews_) unredact(view);
         redactedViews_.clear();
@@ -204,11 +207,11 @@ void Halvora::routeAgentEvent(const HLVAgentEvent& event, const std::shared_ptr<
                    },
                    [this, &session](const HLVTouchEvent& touch) {
                        if (delegate_ && delegate_->halvoraShouldAllowTouchEvent(touch, session) == false) return;
-                       if (touchInjector_) touchInjector_(touch);
+                       touchInjector_->inject(touch);
                    },
                    [this, &session](const HLVKeyPress& key) {
                        if (delegate_ && delegate_->halvoraShouldAllowKeyEvent(key, session) == false) return;
-                       if (keyInjector_) keyInjector_(key);
+                       keyPressInjector_->inject(key);
                    },
                    [](const HLVLaser&) {},
                    [](const HLVDrawing&) {},

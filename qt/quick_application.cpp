@@ -41,6 +41,11 @@ platform::ViewControllerRef QuickApplication::topViewController() const {
     return std::make_shared<PageController>(pages.back().page);
 }
 
+platform::ViewRef QuickApplication::firstResponder() const {
+    QQuickWindow* window = keyQuickWindow();
+    return window ? viewFor(window->activeFocusItem()) : nullptr;
+}
+
 std::vector<platform::ViewRef> QuickApplication::sensitiveViews() const {
     std::vector<platform::ViewRef> views;
     for (QQuickItem* item : HalvoraAttached::allRedactedItems()) views.push_back(viewFor(item));

@@ -27,6 +27,9 @@ public:
     // otherwise the last visible Page in paint order.
     platform::ViewControllerRef topViewController() const override;
 
+    // The key window's item with the active focus.
+    platform::ViewRef firstResponder() const override;
+
     // Only remembered: a desktop display's screen saver is the session's business, not the app's.
     void setIdleTimerDisabled(bool disabled) override { idleTimerDisabled_ = disabled; }
     bool isIdleTimerDisabled() const override { return idleTimerDisabled_; }

@@ -7,6 +7,7 @@
 #include "qt/overlay_item.h"
 #include "qt/qml_type_name.h"
 #include "qt/redaction_mask_item.h"
+#include "qt/quick_window.h"
 #include "qt/view_roles.h"
 
 namespace halvora::qt {
@@ -82,6 +83,49 @@ void QuickView::removeFromSuperview() {
     if (!item_) return;
     item_->setParentItem(nullptr);
     if (qobject_cast<RedactionMaskItem*>(item_.data())) item_->deleteLater();
+}
+
+platform::ViewRef QuickView::superview() const { return item_ ? viewFor(item_->parentItem()) : nullptr; }
+
+std::shared_ptr<platform::Window> QuickView::window() const {
+    return item_ ? windowFor(item_->window()) : nullptr;
+}
+
+platform::Point QuickView::convertFromWindow(platform::Point point) const {
+    if (!item_) return point;
+    const QPointF local = item_->mapFromScene(QPointF(point.x, point.y));
+    return {local.x(), local.y()};
+}
+
+platform::Point QuickView::convertToWindow(platform::Point point) const {
+    if (!item_) return point;
+    const QPointF scene = item_->mapToScene(QPointF(point.x, point.y));
+    return {scene.x(), scene.y()};
+}
+
+bool QuickView::pointInside(platform::Point point) const { return item_ && item_->contains(QPointF(point.x, point.y)); }
+
+namespace {
+
+QQuickItem* hitItem(QQuickItem* item, QPointF point) {
+    if (!item->isVisible() || !item->isEnabled() || item->opacity() < 0.01 || qobject_cast<OverlayItem*>(item)) {
+        return nullptr;
+    }
+    const bool inside = item->contains(point);
+    // Children may lie outside their parent, unless it clips them.
+    if (inside || !item->clip()) {
+        const std::vector<QQuickItem*> children = childItemsInPaintOrder(item);
+        for (auto child = children.rbegin(); child != children.rend(); ++child) {
+            if (QQuickItem* hit = hitItem(*child, item->mapToItem(*child, point))) return hit;
+        }
+    }
+    return inside ? item : nullptr;
+}
+
+}  // namespace
+
+platform::ViewRef QuickView::hitTest(platform::Point point) {
+    return item_ ? viewFor(hitItem(item_.data(), QPointF(point.x, point.y))) : nullptr;
 }
 
 platform::ViewRef viewFor(QQuickItem* item) { return item ? std::make_shared<QuickView>(item) : nullptr; }

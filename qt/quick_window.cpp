@@ -79,6 +79,10 @@ bool QuickWindow::drawHierarchy(platform::RgbaFrame& canvas, platform::Point at,
     return true;
 }
 
+platform::ViewRef QuickWindow::hitTest(platform::Point point) {
+    return window_ ? QuickView(window_->contentItem()).hitTest(point) : nullptr;
+}
+
 platform::WindowRef windowFor(QQuickWindow* window) {
     return window ? std::make_shared<QuickWindow>(window) : nullptr;
 }

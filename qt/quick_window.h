@@ -35,12 +35,14 @@ public:
     // right after; the grab renders off screen (not checked on a GPU render loop, whether a presented
     // frame can fall in between).
     bool drawHierarchy(platform::RgbaFrame& canvas, platform::Point at, double scale) override;
+    // The front-most item under a point of the window that a finger could touch.
+    platform::ViewRef hitTest(platform::Point point) override;
 
     // Runs before every capture of a window. Screens are otherwise noticed after the frame that
     // first shows them, and a capture in between would grab a sensitive item before its mask.
     static void setBeforeCapture(std::function<void(QQuickWindow*)> hook);
 
-    QQuickWindow* window() const { return window_.data(); }
+    QQuickWindow* quickWindow() const { return window_.data(); }
 
 private:
     QPointer<QQuickWindow> window_;

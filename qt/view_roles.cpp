@@ -17,16 +17,15 @@ using platform::ViewRole;
 // a Flickable.
 constexpr std::array kRolesByClass{
     std::pair{"QQuickPage", ViewRole::viewController},
-    std::pair{"QQuickSwitch", ViewRole::toggle},
     std::pair{"QQuickSpinBox", ViewRole::stepper},
     std::pair{"QQuickTabBar", ViewRole::segmentedControl},
     std::pair{"QQuickSlider", ViewRole::slider},
+    std::pair{"QQuickRangeSlider", ViewRole::slider},
     std::pair{"QQuickTumbler", ViewRole::picker},
     std::pair{"QQuickToolBar", ViewRole::navigationBar},
     std::pair{"QQuickAbstractButton", ViewRole::control},
-    std::pair{"QQuickTextInput", ViewRole::textInput},
-    std::pair{"QQuickTextEdit", ViewRole::textInput},
-    std::pair{"QQuickItemView", ViewRole::tableView},  // ListView, GridView
+    std::pair{"QQuickGridView", ViewRole::collectionView},
+    std::pair{"QQuickItemView", ViewRole::tableView},  // ListView
     std::pair{"QQuickFlickable", ViewRole::scrollView},
     std::pair{"QQuickMouseArea", ViewRole::tapRecognizer},
 };
@@ -35,14 +34,20 @@ bool isContentItemOf(const QQuickItem* item, const QQuickItem* owner) {
     return owner && owner->property("contentItem").value<QQuickItem*>() == item;
 }
 
-// A delegate instance of a ListView or GridView: a child of the view's content item. Controls that
-// lay their children out with a ListView of their own (TabBar, SwipeView) do not make cells.
-bool isItemViewDelegate(const QQuickItem* item) {
+// The ListView or GridView whose delegate instance this is (a child of the view's content item);
+// none otherwise. Controls that lay their children out with a ListView of their own (TabBar,
+// SwipeView) do not make cells.
+const QQuickItem* itemViewOfDelegate(const QQuickItem* item) {
     const QQuickItem* content = item->parentItem();
     const QQuickItem* view = content ? content->parentItem() : nullptr;
-    if (!view || !view->inherits("QQuickItemView") || !isContentItemOf(content, view)) return false;
+    if (!view || !view->inherits("QQuickItemView") || !isContentItemOf(content, view)) return nullptr;
     const QQuickItem* container = view->parentItem();
-    return !(container && container->inherits("QQuickContainer") && isContentItemOf(view, container));
+    if (container && container->inherits("QQuickContainer") && isContentItemOf(view, container)) return nullptr;
+    return view;
+}
+
+bool isTextInput(const QQuickItem* item) {
+    return item->inherits("QQuickTextInput") || item->inherits("QQuickTextEdit");
 }
 
 }  // namespace
@@ -56,9 +61,15 @@ platform::ViewRole roleOf(const QQuickItem* item) {
     if (!item) return ViewRole::plain;
     if (qobject_cast<const RedactionMaskItem*>(item)) return ViewRole::redactionMask;
     if (qobject_cast<const OverlayItem*>(item)) return ViewRole::overlay;
-    // SwipeView pages are delegates of its ListView, yet screens first.
+    // SwipeView pages are delegates of its ListView, yet screens first; a switch toggles wherever it is.
     if (isPage(item)) return ViewRole::viewController;
-    if (isItemViewDelegate(item)) return ViewRole::tableCell;
+    if (item->inherits("QQuickSwitch") || item->inherits("QQuickSwitchDelegate")) return ViewRole::toggle;
+    if (const QQuickItem* view = itemViewOfDelegate(item)) {
+        return view->inherits("QQuickGridView") ? ViewRole::collectionCell : ViewRole::tableCell;
+    }
+    // Read-only text (a SpinBox's number, a label-like TextEdit) takes no typing; a tap on it is the
+    // enclosing control's.
+    if (isTextInput(item)) return item->property("readOnly").toBool() ? ViewRole::plain : ViewRole::textInput;
     for (const auto& [className, role] : kRolesByClass)
         if (item->inherits(className)) return role;
     return ViewRole::plain;

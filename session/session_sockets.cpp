@@ -173,12 +173,12 @@ void HLVSessionSockets::updateSocketTokens(std::function<void()> completion) {
     auto self = shared_from_this();
     session->fetch([self, completion = std::move(completion)](OptionalError error,
                                                               const std::shared_ptr<HLVSession>& fetched) {
-        auto session = self->session_.lock();
-        if (error && error->domain() == HLVError::kDomain && error->code() == 404 && session) {
+        auto current = self->session_.lock();
+        if (error && error->domain() == HLVError::kDomain && error->code() == 404 && current) {
             // The service no longer knows the session (it restarted without it, or it was
             // removed): nothing can bring it back, so it ends here and the application hears so.
             platform::log("Halvora session not found at the service; ending it");
-            session->endLocally();
+            current->endLocally();
         } else if (error) {
             if (!self->refreshFailing_) platform::log("error fetching resource update " + error->description());
             self->refreshFailing_ = true;

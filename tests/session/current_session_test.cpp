@@ -6,9 +6,11 @@
 #include "halvora/agent_events.h"
 #include "facade/facade_access.h"
 #include "halvora/halvora.h"
+#include "halvora/platform.h"
 #include "halvora/delegate.h"
 #include "overlay/halvora_window.h"
 #include "halvora/session.h"
+#include "tests/support/fake_ui.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {
@@ -158,23 +160,37 @@ TEST_F(CurrentSessionTest, AgentEventsReachTheOverlayFirstAndThenWhereTheyBelong
     halvora.setDelegate(delegate);
     std::vector<std::string> seen;
     halvora.overlay().addAgentEventObserver([&](const HLVAgentEvent&) { seen.push_back("overlay"); });
-    halvora.setTouchInjector([&](const HLVTouchEvent&) { seen.push_back("touch"); });
-    halvora.setKeyPressInjector([&](const HLVKeyPress&) { seen.push_back("key"); });
+    // Keys reach the focused view's extension; touches would reach the view under them.
+    auto ui = std::make_shared<testing::FakeApplication>();
+    platform::install({.application = ui});
+    auto window = ui->showKeyWindow({255, 255, 255, 255});
+    struct Recorder : HLVResponderExtension {
+        std::vector<std::string>& seen;
+        explicit Recorder(std::vector<std::string>& into) : seen(into) {}
+        bool halvoraTouchesEnded(const HLVTouches&, const HLVTouchEvent&, const platform::ViewRef&) override {
+            return seen.push_back("touch"), true;
+        }
+        bool halvoraKeyDown(const HLVKeyPress&, const platform::ViewRef&) override { return seen.push_back("key"), true; }
+    };
+    window->root->name = "Root";
+    Halvora::experimental_registerResponderExtension("Root", std::make_shared<Recorder>(seen));
+    ui->focused = window->root;
     halvora.createSession(record());
     http->respondJson(201, kPending);
     runPending();
     auto session = halvora.currentSession();
 
     session->agentEventReceived(*HLVTouchEvent::from(Json{{"type", "Touch"}, {"state", "touchstart"}}));
-    EXPECT_EQ(seen, (std::vector<std::string>{"overlay"}));  // drawn, not performed
+    session->agentEventReceived(*HLVTouchEvent::from(Json{{"type", "Touch"}, {"state", "touchend"}}));
+    EXPECT_EQ(seen, (std::vector<std::string>{"overlay", "overlay"}));  // drawn, not performed
     EXPECT_EQ(delegate->askedAbout, session);
     session->agentEventReceived(*HLVKeyPress::from(Json{{"type", "KeyPress"}, {"key", "a"}}));
-    EXPECT_EQ(seen, (std::vector<std::string>{"overlay", "overlay", "key"}));  // unanswered: allowed
+    EXPECT_EQ(seen, (std::vector<std::string>{"overlay", "overlay", "overlay", "key"}));  // unanswered: allowed
 
     session->agentEventReceived(*HLVURL::from(Json{{"type", "URL"}, {"url", "https://example.com/help"}}));
     session->agentEventReceived(*HLVURL::from(Json{{"type", "URL"}, {"url", "file:///etc/passwd"}}));
     EXPECT_EQ(browser->opened, (std::vector<std::string>{"https://example.com/help"}));
-    EXPECT_EQ(seen.size(), 5u);
+    EXPECT_EQ(seen.size(), 6u);
 }
 
 }  // namespace

@@ -45,6 +45,33 @@ void FakeView::paint(RgbaFrame& canvas, platform::Point origin, double scale) co
     for (const auto& child : children_) child->paint(canvas, {left, top}, scale);
 }
 
+std::shared_ptr<platform::Window> FakeView::window() const {
+    const FakeView* view = this;
+    while (auto parent = view->parent_.lock()) view = parent.get();
+    return view->window_ ? view->window_->shared_from_this() : nullptr;
+}
+
+platform::Point FakeView::convertToWindow(platform::Point point) const {
+    for (const FakeView* view = this; view; view = view->parent_.lock().get()) {
+        point = {point.x + view->frame_.x, point.y + view->frame_.y};
+    }
+    return point;
+}
+
+platform::Point FakeView::convertFromWindow(platform::Point point) const {
+    const auto origin = convertToWindow({0, 0});
+    return {point.x - origin.x, point.y - origin.y};
+}
+
+platform::ViewRef FakeView::hitTest(platform::Point point) {
+    if (!takesTouches || !pointInside(point)) return nullptr;
+    for (auto child = children_.rbegin(); child != children_.rend(); ++child) {
+        const auto frame = (*child)->frame();
+        if (auto hit = (*child)->hitTest({point.x - frame.x, point.y - frame.y})) return hit;
+    }
+    return shared_from_this();
+}
+
 bool FakeWindow::drawHierarchy(RgbaFrame& canvas, platform::Point at, double scale) {
     ++draws;
     root->paint(canvas, at, scale);

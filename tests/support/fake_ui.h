@@ -23,7 +23,6 @@ public:
         : frame_(frame), fill_(fill), role_(role) {}
 
     platform::ViewRole role() const override { return role_; }
-    std::string className() const override { return "FakeView"; }
     bool isAlive() const override { return true; }
     const void* nativeHandle() const override { return this; }
     platform::Rect bounds() const override { return {0, 0, frame_.width, frame_.height}; }
@@ -37,6 +36,16 @@ public:
     platform::DrawnArea drawnArea() const override { return drawnAs; }
     platform::DrawnArea drawnAs;  // unknown until a test places it
 
+    // Remote control: a tree with a window at its root, hit-tested front to back.
+    platform::ViewRef superview() const override { return parent_.lock(); }
+    std::shared_ptr<platform::Window> window() const override;
+    platform::Point convertFromWindow(platform::Point point) const override;
+    platform::Point convertToWindow(platform::Point point) const override;
+    platform::ViewRef hitTest(platform::Point point) override;
+    bool takesTouches = true;  // false: hidden, disabled or transparent
+    std::string name = "FakeView";
+    std::string className() const override { return name; }
+
     void setFill(Rgba fill) { fill_ = fill; }
     // Paints this view and its subviews, back to front, with its origin at `origin` (points).
     void paint(RgbaFrame& canvas, platform::Point origin, double scale) const;
@@ -47,13 +56,17 @@ private:
     platform::ViewRole role_;
     std::vector<std::shared_ptr<FakeView>> children_;
     std::weak_ptr<FakeView> parent_;
+    friend class FakeWindow;
+    class FakeWindow* window_ = nullptr;  // set on a window's root
 };
 
-class FakeWindow final : public platform::Window {
+class FakeWindow final : public platform::Window, public std::enable_shared_from_this<FakeWindow> {
 public:
     FakeWindow(platform::Rect frame, Rgba fill, platform::ViewRole role = platform::ViewRole::window)
         : root(std::make_shared<FakeView>(platform::Rect{0, 0, frame.width, frame.height}, fill)),
-          frame_(frame), role_(role) {}
+          frame_(frame), role_(role) {
+        root->window_ = this;
+    }
 
     std::shared_ptr<FakeView> root;
     int draws = 0;
@@ -70,6 +83,7 @@ public:
     void bringSubviewToFront(const platform::ViewRef&) override {}
     void removeFromSuperview() override {}
     bool drawHierarchy(RgbaFrame& canvas, platform::Point at, double scale) override;
+    platform::ViewRef hitTest(platform::Point point) override { return root->hitTest(point); }
 
 private:
     platform::Rect frame_;
@@ -103,6 +117,8 @@ public:
     std::vector<platform::WindowRef> windows() const override { return {windowList.begin(), windowList.end()}; }
     platform::WindowRef keyWindow() const override { return key; }
     platform::ViewControllerRef topViewController() const override { return top; }
+    platform::ViewRef firstResponder() const override { return focused; }
+    platform::ViewRef focused;
     std::vector<platform::ViewRef> sensitiveViews() const override { return sensitive; }
     void setIdleTimerDisabled(bool disabled) override { idleTimerDisabled = disabled; }
     bool isIdleTimerDisabled() const override { return idleTimerDisabled; }

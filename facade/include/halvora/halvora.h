@@ -1,6 +1,7 @@
 #pragma once
 // Everything an application uses of Halvora: the facade `Halvora`, its delegate, the session
-// type and its states, the agent's events, errors, and the platform callbacks to forward.
+// type and its states, the agent's events, remote-control extensions, errors, and the platform
+// callbacks to forward.
 //
 //   #include <halvora/halvora.h>
 //
@@ -29,6 +30,7 @@
 #include "halvora/platform/view_controller.h"
 #include "halvora/platform/window.h"
 #include "halvora/request.h"
+#include "halvora/responder.h"
 #include "halvora/session.h"
 #include "halvora/version.h"
 
@@ -36,6 +38,8 @@ namespace halvora {
 
 class HLVDevice;
 class HLVHalvoraWindow;
+class HLVKeyPressInjector;
+class HLVTouchInjector;
 struct ServiceContext;
 struct FacadeAccess;
 
@@ -111,10 +115,11 @@ public:
     // already being joined sends nothing and hears the first one's outcome.
     Halvora& joinSession(const std::string& code, SessionCallback callback);
 
-    // Where allowed agent touches and key presses go; the remote-control layer installs these.
-    // Until one is installed they are shown by the overlay only.
-    void setTouchInjector(std::function<void(const HLVTouchEvent&)> inject);
-    void setKeyPressInjector(std::function<void(const HLVKeyPress&)> inject);
+    // Lets the application handle the agent's touches and keys for views of its own class
+    // (`viewClass`: the exact class name a view reports, a QML type name for instance) before
+    // the library's own behaviour; see <halvora/responder.h>. Replaces an earlier registration.
+    static void experimental_registerResponderExtension(const std::string& viewClass,
+                                                        std::shared_ptr<HLVResponderExtension> extension);
 
     // Shows a web page on the agent's behalf (http and https only).
     void openUrl(const std::string& url);
@@ -179,8 +184,8 @@ private:
     std::shared_ptr<HalvoraDelegate> delegate_;
     std::shared_ptr<HLVDevice> device_;
     std::string linkHost_ = kDefaultLinkHost;
-    std::function<void(const HLVTouchEvent&)> touchInjector_;
-    std::function<void(const HLVKeyPress&)> keyInjector_;
+    std::unique_ptr<HLVTouchInjector> touchInjector_;
+    std::unique_ptr<HLVKeyPressInjector> keyPressInjector_;
     std::vector<platform::ViewRef> redactedViews_;
     std::map<std::string, std::vector<SessionCallback>> joining_;  // by code, while in flight
 };

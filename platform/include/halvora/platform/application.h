@@ -27,6 +27,10 @@ public:
     // a swipe view); none when it shows no screen.
     virtual ViewControllerRef topViewController() const = 0;
 
+    // The view with the keyboard focus in the key window (where the agent's keys go); none when
+    // nothing there has it.
+    virtual ViewRef firstResponder() const { return nullptr; }
+
     // Keeps the display awake while true.
     virtual void setIdleTimerDisabled(bool disabled) = 0;
     virtual bool isIdleTimerDisabled() const = 0;

@@ -29,6 +29,8 @@ enum class ViewRole {
     scrollView,
     tableView,
     tableCell,
+    collectionView,
+    collectionCell,
     picker,
     navigationBar,
     textInput,
@@ -50,6 +52,15 @@ struct DrawnArea {
 
 class View;
 using ViewRef = std::shared_ptr<View>;
+class Window;
+class Control;
+class Toggle;
+class Stepper;
+class SegmentedControl;
+class Slider;
+class ScrollView;
+class CellContainer;
+class TextInput;
 
 class View {
 public:
@@ -79,6 +90,39 @@ public:
     // Moves a direct child in front of its siblings; anything else is ignored.
     virtual void bringSubviewToFront(const ViewRef& child) = 0;
     virtual void removeFromSuperview() = 0;
+
+    // Remote control. The defaults describe a view the agent cannot operate: it passes touches
+    // and keys to its superview, and has no role operations.
+
+    // The view this one is a child of; none for a window or a view outside any window.
+    virtual ViewRef superview() const { return nullptr; }
+    // The window that shows the view; none while it is in no window.
+    virtual std::shared_ptr<Window> window() const { return nullptr; }
+    // Between the coordinates of the view's window and the view's own.
+    virtual Point convertFromWindow(Point point) const { return point; }
+    virtual Point convertToWindow(Point point) const { return point; }
+    // Whether a point in the view's own coordinates lies in it, by the view's own shape.
+    virtual bool pointInside(Point point) const { return bounds().contains(point); }
+    // The front-most descendant (or the view itself) under a point of the view's own coordinates
+    // that takes touches: visible, enabled, not transparent, containing the point; none if none.
+    virtual ViewRef hitTest(Point /*point*/) { return nullptr; }
+    // The view's default accessibility action (a button's press, for instance); true when it had one.
+    virtual bool accessibilityActivate() { return false; }
+    // Whether the view has single-tap, single-touch recognisers; triggering them makes each
+    // report a tap at `windowPoint` and answers whether there was one.
+    virtual bool hasTapGesture() const { return false; }
+    virtual bool triggerTapGestures(Point /*windowPoint*/) { return false; }
+
+    // The operations of the view's role; none when it has no such role.
+    virtual Control* asControl() { return nullptr; }
+    virtual Toggle* asToggle() { return nullptr; }
+    virtual Stepper* asStepper() { return nullptr; }
+    virtual SegmentedControl* asSegmentedControl() { return nullptr; }
+    virtual Slider* asSlider() { return nullptr; }
+    virtual ScrollView* asScrollView() { return nullptr; }
+    // For table and collection views: how their cells are highlighted and selected.
+    virtual CellContainer* asCellContainer() { return nullptr; }
+    virtual TextInput* asTextInput() { return nullptr; }
 
     bool isSameView(const View& other) const { return nativeHandle() == other.nativeHandle(); }
 };

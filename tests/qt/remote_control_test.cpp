@@ -1,0 +1,136 @@
+// The agent's touches and keys on real Qt Quick Controls, offscreen: each control's own handler
+// reports the change once, with the value a user's finger or keyboard would give.
+#include <QTest>
+
+#include "control/key_press_injector.h"
+#include "control/touch_injector.h"
+#include "halvora/platform.h"
+#include "tests/qt/quick_test_support.h"
+
+namespace halvora::qt::test {
+namespace {
+
+const QByteArray kControls = R"(
+import QtQuick
+import QtQuick.Controls
+Window {
+    width: 400; height: 760
+    property string log: ""
+    function note(line) { log += line + ";" }
+    Column {
+        Button { objectName: "button"; text: "Add to cart"; onClicked: note("clicked") }
+        Switch { objectName: "switch"; onToggled: note("toggled " + checked) }
+        Slider { objectName: "slider"; width: 200; onMoved: note("moved") }
+        SpinBox { objectName: "spin"; value: 5; onValueModified: note("spin " + value) }
+        TabBar {
+            objectName: "tabs"; width: 300
+            onCurrentIndexChanged: note("tab " + currentIndex)
+            TabButton { text: "A" } TabButton { text: "B" } TabButton { objectName: "tabC"; text: "C" }
+        }
+        TextField { objectName: "field"; width: 200; onAccepted: note("accepted") }
+        MouseArea {
+            objectName: "card"; width: 200; height: 40; onClicked: note("card")
+            Label { objectName: "cardLabel"; text: "Open the card" }
+        }
+        ListView {
+            objectName: "list"; width: 400; height: 200; clip: true; model: 40
+            onCurrentIndexChanged: note("current " + currentIndex)
+            delegate: ItemDelegate {
+                objectName: "row" + index; width: 400; height: 40; text: "Row " + index
+                onClicked: note("row " + index)
+            }
+        }
+    }
+}
+)";
+
+class RemoteControlQtTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        window = showWindow(kControls);
+        ASSERT_TRUE(window);
+        takeLog();  // the list's first current index
+    }
+    // A point of an item, as the agent's fraction of the screen.
+    void touch(const char* state, QQuickItem* item, QPointF local, const char* id = "agent") {
+        const QPointF scene = item->mapToScene(local);
+        const auto screen = platform::screen().bounds();
+        const double x = (scene.x() + window->x()) / screen.width;
+        const double y = (scene.y() + window->y()) / screen.height;
+        injector.inject(*HLVTouchEvent::from(Json{{"type", "Touch"}, {"id", id}, {"state", state}, {"x", x}, {"y", y}}));
+    }
+    void tap(const char* name, double xFraction = 0.5) {
+        QQuickItem* item = child(window.get(), name);
+        const QPointF point(item->width() * xFraction, item->height() / 2);
+        touch("touchstart", item, point);
+        touch("touchend", item, point);
+    }
+    void type(const char* key, const char* code) {
+        keys.inject(*HLVKeyPress::from(Json{{"type", "KeyPress"}, {"key", key}, {"code", code}, {"state", "keydown"}}));
+    }
+    std::string takeLog() {
+        const QString log = window->property("log").toString();
+        window->setProperty("log", "");
+        return log.toStdString();
+    }
+
+    std::unique_ptr<QQuickWindow> window;
+    HLVTouchInjector injector{nullptr};
+    HLVKeyPressInjector keys;
+};
+
+TEST_F(RemoteControlQtTest, TapsPressButtonsToggleSwitchesStepSpinBoxesAndSelectTabs) {
+    tap("button");
+    tap("switch");
+    tap("spin", 0.9);  // the right half steps up
+    tap("tabC");
+    tap("cardLabel");  // the label cannot act: the MouseArea around it does
+    EXPECT_EQ(takeLog(), "clicked;toggled true;spin 6;tab 2;card;");
+    EXPECT_TRUE(child(window.get(), "switch")->property("checked").toBool());
+}
+
+TEST_F(RemoteControlQtTest, SliderFollowsTheDragAndAListScrollsOrSelectsItsRow) {
+    QQuickItem* slider = child(window.get(), "slider");
+    touch("touchstart", slider, {slider->width() * 0.25, 10});
+    QTest::qWait(300);
+    touch("touchmove", slider, {slider->width() * 2, 10});  // far past the end
+    touch("touchend", slider, {slider->width() * 2, 10});
+    EXPECT_DOUBLE_EQ(slider->property("value").toDouble(), 1.0);
+    EXPECT_EQ(takeLog(), "moved;moved;moved;");  // began, moved, ended
+
+    QQuickItem* list = child(window.get(), "list");
+    tap("row2");
+    EXPECT_EQ(list->property("currentIndex").toInt(), 2);
+    EXPECT_EQ(takeLog(), "current 2;row 2;");
+
+    // A quick drag scrolls the list by the distance dragged and presses nothing.
+    touch("touchstart", list, {200, 180});
+    for (int y = 160; y >= 60; y -= 20) touch("touchmove", list, {200, static_cast<double>(y)});
+    touch("touchend", list, {200, 60});
+    EXPECT_NEAR(list->property("contentY").toDouble() - list->property("originY").toDouble(), 120, 0.5);
+    EXPECT_EQ(takeLog(), "");
+    EXPECT_EQ(injector.activeTouchCount(), 0u);
+}
+
+TEST_F(RemoteControlQtTest, KeysTypeIntoTheFocusedFieldAtTheCaret) {
+    QQuickItem* field = child(window.get(), "field");
+    field->setProperty("text", "ac");
+    QQuickItem* fieldItem = field;
+    // A tap between the two letters focuses the field and puts the caret there.
+    QRectF second;
+    QMetaObject::invokeMethod(fieldItem, "positionToRectangle", Q_RETURN_ARG(QRectF, second), Q_ARG(int, 1));
+    touch("touchstart", field, {second.x() + 0.5, field->height() / 2});
+    touch("touchend", field, {second.x() + 0.5, field->height() / 2});
+    ASSERT_TRUE(field->hasActiveFocus());
+    EXPECT_EQ(field->property("cursorPosition").toInt(), 1);
+
+    type("b", "KeyB");
+    type("x", "KeyX");
+    type("Backspace", "Backspace");
+    type("ArrowRight", "ArrowRight");
+    type("!", "Digit1");
+    EXPECT_EQ(field->property("text").toString(), "abc!");
+}
+
+}  // namespace
+}  // namespace halvora::qt::test
