@@ -41,14 +41,10 @@ HLVPoint HLVTouch::delta() const { return eventCount_ < 2 ? HLVPoint{} : differe
 HLVPoint HLVTouch::lastDelta() const { return eventCount_ < 2 ? HLVPoint{} : difference(last_, previous_); }
 
 HLVPoint HLVTouch::position() const {
-    HLVPoint point = last_.position;
     if (target_) {
-        if (auto window = target_->window()) {
-            const auto frame = window->frame();
-            point = {point.x - frame.x, point.y - frame.y};
-        }
+        if (auto window = target_->window()) return window->convertFromScreen(last_.position);
     }
-    return point;
+    return last_.position;
 }
 
 bool HLVTouch::ended() const { return eventCount_ > 0 && last_.isEnd(); }

@@ -39,8 +39,7 @@ platform::ViewRef HLVTouchInjector::pick(const HLVTouchEvent& event) const {
     const auto windows = platform::application().windows();
     for (auto window = windows.rbegin(); window != windows.rend(); ++window) {
         if (!*window || !(*window)->isAlive() || (isTouchable_ && !isTouchable_(**window))) continue;
-        const auto frame = (*window)->frame();
-        if (auto hit = (*window)->hitTest({event.position.x - frame.x, event.position.y - frame.y})) return hit;
+        if (auto hit = (*window)->hitTest((*window)->convertFromScreen(event.position))) return hit;
     }
     return nullptr;
 }

@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <QPointer>
 
+#include "qt/key_window.h"
 #include "qt/overlay_item.h"
 #include "qt/qml_type_name.h"
 #include "qt/quick_view.h"
@@ -77,6 +78,13 @@ bool QuickWindow::drawHierarchy(platform::RgbaFrame& canvas, platform::Point at,
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.drawImage(QRectF(at.x * scale, at.y * scale, window_->width() * scale, window_->height() * scale), shot);
     return true;
+}
+
+platform::Point QuickWindow::convertFromScreen(platform::Point point) const {
+    if (!window_) return point;
+    const QQuickWindow* key = keyQuickWindow();
+    const QPoint keyOrigin = key ? key->position() : QPoint();
+    return {point.x + keyOrigin.x() - window_->x(), point.y + keyOrigin.y() - window_->y()};
 }
 
 platform::ViewRef QuickWindow::hitTest(platform::Point point) {

@@ -35,6 +35,9 @@ public:
     // right after; the grab renders off screen (not checked on a GPU render loop, whether a presented
     // frame can fall in between).
     bool drawHierarchy(platform::RgbaFrame& canvas, platform::Point at, double scale) override;
+    // The library's screen is the key window (see QuickScreen): a point of it lies at the key
+    // window's position on the desktop.
+    platform::Point convertFromScreen(platform::Point point) const override;
     // The front-most item under a point of the window that a finger could touch.
     platform::ViewRef hitTest(platform::Point point) override;
 

@@ -49,14 +49,15 @@ protected:
     void SetUp() override {
         window = showWindow(kControls);
         ASSERT_TRUE(window);
+        window->setPosition(130, 70);  // the agent's points are the key window's, wherever it is
+        ASSERT_TRUE(eventually([&] { return window->position() == QPoint(130, 70); }));
         takeLog();  // the list's first current index
     }
-    // A point of an item, as the agent's fraction of the screen.
+    // A point of an item, as the agent's fraction of what it sees: the key window.
     void touch(const char* state, QQuickItem* item, QPointF local, const char* id = "agent") {
         const QPointF scene = item->mapToScene(local);
-        const auto screen = platform::screen().bounds();
-        const double x = (scene.x() + window->x()) / screen.width;
-        const double y = (scene.y() + window->y()) / screen.height;
+        const double x = scene.x() / window->width();
+        const double y = scene.y() / window->height();
         injector.inject(*HLVTouchEvent::from(Json{{"type", "Touch"}, {"id", id}, {"state", state}, {"x", x}, {"y", y}}));
     }
     void tap(const char* name, double xFraction = 0.5) {

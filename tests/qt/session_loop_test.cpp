@@ -358,7 +358,7 @@ TEST_P(RedactionLeakTest, NoFrameEverHoldsAPixelOfARedactedItem) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Styles, RedactionLeakTest, ::testing::Values("Basic", "Material", "Universal"),
-                         [](const auto& info) { return std::string(info.param); });
+                         [](const auto& style) { return std::string(style.param); });
 
 }  // namespace
 }  // namespace halvora::qt

@@ -16,6 +16,12 @@ public:
     // hierarchy and are drawn; the library's overlay never is. Pixels outside the window are left
     // as they were. False when nothing could be drawn.
     virtual bool drawHierarchy(RgbaFrame& canvas, Point at, double scale) = 0;
+
+    // A point of the screen (Screen::bounds' coordinates) in the window's own coordinates.
+    virtual Point convertFromScreen(Point point) const {
+        const Rect origin = frame();
+        return {point.x - origin.x, point.y - origin.y};
+    }
 };
 
 using WindowRef = std::shared_ptr<Window>;
