@@ -30,8 +30,8 @@ if [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
   echo "No display: the shop runs offscreen; look at demo-frames/ afterwards."
 fi
 echo
-echo "Live session: the shop tours its screens; the agent starts a session for it."
-build/default/examples/quick-demo/halvora-demo-shop --api "$url" --data "$state/shop" --tour 2 &
+echo "Live session: the agent starts a session for the shop and operates it by touch and keyboard."
+build/default/examples/quick-demo/halvora-demo-shop --api "$url" --data "$state/shop" &
 shop=$!
 rm -rf demo-frames
 node service/tools/demo-agent.js "$url" --save demo-frames --watch 10

@@ -8,6 +8,9 @@ ApplicationWindow {
     visible: true
     title: "Halvora Shop"
 
+    property int cartCount: 0
+    property real textScale: 1.0
+
     StackView {
         id: stack
         anchors.fill: parent

@@ -15,6 +15,7 @@
 #include <halvora/quick.h>
 
 #include "demo_options.h"
+#include "shop_report.h"
 
 namespace {
 
@@ -61,8 +62,10 @@ int main(int argc, char** argv) {
     services.appInfo = info;
     halvora::platform::install(std::move(services));
 
+    ShopReport report;  // before the engine, which may still read it while it is destroyed
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("demoTourSeconds", options.tourSeconds);
+    engine.rootContext()->setContextProperty("shop", &report);
     engine.load(QUrl(QStringLiteral("qrc:/HalvoraDemo/Main.qml")));
     if (engine.rootObjects().isEmpty()) return 1;
 

@@ -1,12 +1,14 @@
 // Plays the support agent for the demo: waits for a device whose notification socket is up,
-// starts a session for it, joins, and sends one of each agent event while printing what comes
-// back; then ends the session. With --save DIR every frame received is written there as
-// frame-<id>.jpg, so the device's screen as the agent saw it can be looked at afterwards.
+// starts a session for it, joins, points and draws, then operates the shop by touch and keyboard
+// (tools/shop-tour.js) while printing what comes back; then ends the session. With --save DIR
+// every frame received is written there as frame-<id>.jpg, so the device's screen as the agent
+// saw it can be looked at afterwards.
 //   node tools/demo-agent.js SERVICE_URL [--save DIR] [--watch SECONDS]
 import { mkdirSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { deflateSync } from 'node:zlib';
 import { io } from 'socket.io-client';
+import { operateShop } from './shop-tour.js';
 
 const args = process.argv.slice(2);
 const serviceUrl = args[0];
@@ -119,9 +121,9 @@ async function main() {
   }
   socket.emit('laser', { type: 'Laser', id: 'l1', state: 'touchend', x: 0.6, y: 0.4 });
   socket.emit('drawing', { type: 'Drawing', id: 'd1', image: strokePng(), mime_type: 'image/png', x: 0.1, y: 0.1, width: 0.5, height: 0.2 });
-  socket.emit('touch', { type: 'Touch', id: 't1', state: 'touchstart', x: 0.5, y: 0.5 });
-  socket.emit('touch', { type: 'Touch', id: 't1', state: 'touchend', x: 0.5, y: 0.6 });
-  socket.emit('keypress', { type: 'KeyPress', key: 'a', code: 'KeyA', state: 'keydown' });
+  await pause(1000);
+  socket.emit('drawing', { type: 'Drawing', id: 'd2' }); // cleared before operating the shop
+  await operateShop(socket, { say });
   socket.emit('url', { type: 'URL', id: 'u1', url: 'https://example.com/help' });
   socket.emit('sync', {});
   socket.emit('probe', { n: 2 });
