@@ -61,6 +61,7 @@ protected:
         injector.inject(*HLVTouchEvent::from(Json{{"type", "Touch"}, {"id", id}, {"state", state}, {"x", x}, {"y", y}}));
     }
     void tap(const char* name, double xFraction = 0.5) {
+        ASSERT_TRUE(window);
         QQuickItem* item = child(window.get(), name);
         const QPointF point(item->width() * xFraction, item->height() / 2);
         touch("touchstart", item, point);
@@ -131,6 +132,72 @@ TEST_F(RemoteControlQtTest, KeysTypeIntoTheFocusedFieldAtTheCaret) {
     type("ArrowRight", "ArrowRight");
     type("!", "Digit1");
     EXPECT_EQ(field->property("text").toString(), "abc!");
+}
+
+const QByteArray kCustom = R"(
+import QtQuick
+import QtQuick.Controls
+import Halvora
+Window {
+    width: 400; height: 700
+    property string log: ""
+    function note(line) { log += line + ";" }
+    ResponderExtension {
+        viewClass: "Rectangle"
+        function touchEnded(item, x, y, touchCount) { note(item.objectName + " at " + Math.round(x) + " of " + touchCount); return true }
+        function keyDown(item, key, code) { if (key !== "q") return false; note(item.objectName + " took " + key); return true }
+    }
+    Rectangle {
+        objectName: "card"; width: 200; height: 100; color: "#dddddd"
+        Label { objectName: "cardLabel"; x: 10; y: 10; width: 100; text: "A custom card" }
+        Item { objectName: "keys"; focus: true }
+    }
+    Button { objectName: "button"; y: 120; text: "Pay"; onClicked: note("clicked") }
+    Flickable {
+        objectName: "outer"; y: 200; width: 400; height: 300; contentHeight: 1000
+        boundsBehavior: Flickable.StopAtBounds
+        Flickable {
+            objectName: "inner"; width: 400; height: 200; contentHeight: 380
+            boundsBehavior: Flickable.StopAtBounds
+        }
+    }
+    TextArea { objectName: "area"; y: 520; width: 400; height: 80; text: "line one" }
+}
+)";
+
+TEST_F(RemoteControlQtTest, QmlExtensionsNestedFlickablesTwoPointersAndTextAreas) {
+    window = showWindow(kCustom);
+    ASSERT_TRUE(window);
+
+    // The label has no behaviour: the tap climbs to the card, whose QML extension takes it.
+    tap("cardLabel", 0.1);
+    child(window.get(), "keys")->forceActiveFocus();
+    type("q", "KeyQ");
+    type("z", "KeyZ");  // not taken: it climbs on and nothing else wants it
+    EXPECT_EQ(takeLog(), "card at 20 of 1;card took q;");
+
+    // While a second pointer is down, the button's release presses nothing.
+    QQuickItem* button = child(window.get(), "button");
+    touch("touchstart", button, {10, 10}, "a");
+    touch("touchstart", child(window.get(), "card"), {10, 10}, "b");
+    touch("touchend", button, {10, 10}, "a");
+    touch("touchend", child(window.get(), "card"), {10, 10}, "b");
+    EXPECT_EQ(takeLog(), "card at 10 of 1;");  // b ends alone
+
+    // Dragging up 300 points: the inner list scrolls to its end (180), then hands the rest on.
+    QQuickItem* inner = child(window.get(), "inner");
+    QQuickItem* screen = window->contentItem();  // the finger moves on the screen, not with the lists
+    touch("touchstart", screen, {200, 390});
+    for (int step = 1; step <= 10; ++step) touch("touchmove", screen, {200, 390.0 - 30 * step});
+    touch("touchend", screen, {200, 90});
+    EXPECT_NEAR(inner->property("contentY").toDouble(), 180, 0.01);
+    EXPECT_NEAR(child(window.get(), "outer")->property("contentY").toDouble(), 120, 0.01);
+
+    QQuickItem* area = child(window.get(), "area");
+    tap("area", 0.99);
+    ASSERT_TRUE(area->hasActiveFocus());
+    type("!", "Digit1");
+    EXPECT_EQ(area->property("text").toString(), "line one!");
 }
 
 }  // namespace

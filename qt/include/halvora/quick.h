@@ -24,7 +24,8 @@
 // install() makes the GUI thread the library's main thread and installs, through
 // platform::install, the Qt main queue, the application (windows, screens, masks) and the screen
 // (the key window). It registers the QML module "Halvora" (the attached property
-// `Halvora.redactedItems` by which a Page lists its sensitive items), reports every Page that
+// `Halvora.redactedItems` by which a Page lists its sensitive items, and `ResponderExtension`, by
+// which QML handles the agent's touches and keys for a type of its own), reports every Page that
 // appears or disappears to Halvora::instance(), and from the first turn of the event loop keeps the
 // library's overlay (banner, drawing, laser, touches) drawn on top of the key window.
 
