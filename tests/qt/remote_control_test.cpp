@@ -200,5 +200,53 @@ TEST_F(RemoteControlQtTest, QmlExtensionsNestedFlickablesTwoPointersAndTextAreas
     EXPECT_EQ(area->property("text").toString(), "line one!");
 }
 
+const QByteArray kMoreControls = R"(
+import QtQuick
+import QtQuick.Controls
+Window {
+    width: 400; height: 700
+    property string log: ""
+    function note(line) { log += line + ";" }
+    Column {
+        RangeSlider {
+            objectName: "range"; width: 200; from: 0; to: 1; first.value: 0.2; second.value: 0.8
+            first.onMoved: note("first " + first.value.toFixed(2))
+            second.onMoved: note("second " + second.value.toFixed(2))
+        }
+        Tumbler {
+            objectName: "tumbler"; model: 10; height: 120; visibleItemCount: 3; wrap: false
+            onCurrentIndexChanged: note("tumbler " + currentIndex)
+        }
+        GridView {
+            objectName: "grid"; width: 300; height: 100; cellWidth: 100; cellHeight: 50; model: 6
+            delegate: ItemDelegate { objectName: "cell" + index; width: 100; height: 50; text: index; onClicked: note("cell " + index) }
+        }
+        ToolBar {
+            width: 400
+            ToolButton { objectName: "tool"; text: "Menu"; onClicked: note("tool") }
+        }
+        Rectangle {
+            objectName: "tapTarget"; width: 100; height: 40
+            TapHandler { onTapped: (point) => note("tapped at " + Math.round(point.scenePosition.x)) }
+        }
+    }
+}
+)";
+
+TEST_F(RemoteControlQtTest, RangeSlidersTumblersGridsToolBarsAndTapHandlers) {
+    window = showWindow(kMoreControls);
+    ASSERT_TRUE(window);
+    takeLog();
+    tap("range", 0.3);  // nearer the first handle; the press and the release each report
+    tap("range", 0.95);
+    QQuickItem* tumbler = child(window.get(), "tumbler");
+    touch("touchstart", tumbler, {tumbler->width() / 2, 100});
+    touch("touchend", tumbler, {tumbler->width() / 2, 100});
+    tap("cell4");
+    tap("tool");
+    tap("tapTarget", 0.25);
+    EXPECT_EQ(takeLog(), "first 0.30;first 0.30;second 0.95;second 0.95;tumbler 1;cell 4;tool;tapped at 25;");
+}
+
 }  // namespace
 }  // namespace halvora::qt::test
