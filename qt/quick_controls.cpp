@@ -212,9 +212,12 @@ platform::Insets QuickView::contentInsets() const {
 // Flickable.DragOverBounds is the low bit of boundsBehavior.
 bool QuickView::bounces() const { return item_ && (item_->property("boundsBehavior").toInt() & 1) != 0; }
 
+// A delegate that is a button shows the press through `down`; unhighlighting resets it, so that it
+// follows the user's own presses again afterwards.
 void QuickView::setCellHighlighted(const platform::ViewRef& cell, bool highlighted) {
     QQuickItem* cellItem = itemOf(cell);
-    if (cellItem && cellItem->metaObject()->indexOfProperty("down") >= 0) cellItem->setProperty("down", highlighted);
+    if (!cellItem || cellItem->metaObject()->indexOfProperty("down") < 0) return;
+    cellItem->setProperty("down", highlighted ? QVariant(true) : QVariant());
 }
 void QuickView::selectCell(const platform::ViewRef& cell) {
     QQuickItem* cellItem = itemOf(cell);

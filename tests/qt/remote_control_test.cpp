@@ -104,6 +104,12 @@ TEST_F(RemoteControlQtTest, SliderFollowsTheDragAndAListScrollsOrSelectsItsRow) 
     tap("row2");
     EXPECT_EQ(list->property("currentIndex").toInt(), 2);
     EXPECT_EQ(takeLog(), "current 2;row 2;");
+    // The row shows the user's own presses again afterwards.
+    QQuickItem* row = child(window.get(), "row2");
+    QTest::mousePress(window.get(), Qt::LeftButton, {}, row->mapToScene({10, 10}).toPoint());
+    EXPECT_TRUE(row->property("down").toBool());
+    QTest::mouseRelease(window.get(), Qt::LeftButton, {}, row->mapToScene({10, 10}).toPoint());
+    takeLog();
 
     // A quick drag scrolls the list by the distance dragged and presses nothing.
     touch("touchstart", list, {200, 180});
