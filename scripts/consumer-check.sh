@@ -61,6 +61,7 @@ url="$(cat "$url_file")"
 registers() {
   local name="$1"; shift
   local log="$tmp/$name.log"
+  : >"$log"  # exists before the loop reads it, however late the program starts
   env XDG_DATA_HOME="$tmp/$name-data" QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software \
     "$@" "$url" >"$log" 2>&1 &
   local pid=$!
