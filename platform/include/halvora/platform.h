@@ -14,6 +14,7 @@
 #include "halvora/platform/device_info.h"
 #include "halvora/platform/http_client.h"
 #include "halvora/platform/clock.h"
+#include "halvora/platform/controls.h"
 #include "halvora/platform/key_value_store.h"
 #include "halvora/platform/log.h"
 #include "halvora/platform/main_queue.h"
