@@ -118,7 +118,7 @@ platform::SegmentedControl* QuickView::asSegmentedControl() {
 }
 platform::Slider* QuickView::asSlider() { return isA(item_.data(), ViewRole::slider) ? this : nullptr; }
 platform::ScrollView* QuickView::asScrollView() {
-    return item_ && item_->inherits("QQuickFlickable") ? this : nullptr;
+    return item_ && (item_->inherits("QQuickFlickable") || isA(item_.data(), ViewRole::scrollView)) ? this : nullptr;
 }
 platform::CellContainer* QuickView::asCellContainer() {
     return item_ && item_->inherits("QQuickItemView") ? this : nullptr;
@@ -187,25 +187,70 @@ void QuickView::setSelectedSegmentIndex(std::size_t index) {
     }
 }
 
+namespace {
+
+// A wrapping Tumbler as a scroll view: its items stacked in a column, the offset being where the
+// wheel stands (item i at i item heights). Its PathView counts offsets the other way round, in items.
+struct Wheel {
+    QQuickItem* path = nullptr;
+    int count = 0;
+    double itemHeight = 0;
+
+    explicit Wheel(QQuickItem* tumbler) {
+        if (!tumbler->inherits("QQuickTumbler")) return;
+        for (auto* child : tumbler->findChildren<QQuickItem*>()) {
+            if (child->inherits("QQuickPathView")) path = child;
+        }
+        count = tumbler->property("count").toInt();
+        const int visible = std::max(1, tumbler->property("visibleItemCount").toInt());
+        itemHeight = tumbler->property("availableHeight").toDouble() / visible;
+    }
+    bool valid() const { return path && count > 0 && itemHeight > 0; }
+    double position() const {
+        const double items = std::fmod(count - path->property("offset").toDouble(), count);
+        return (items < 0 ? items + count : items) * itemHeight;
+    }
+};
+
+}  // namespace
+
 // Offsets count from the content's origin, so that the top of a ListView is 0 however its
 // delegates were laid out; the margins play the part of insets.
 platform::Point QuickView::contentOffset() const {
     if (!item_) return {};
+    if (const Wheel wheel(item_.data()); wheel.valid()) return {0, wheel.position()};
     return {item_->property("contentX").toDouble() - item_->property("originX").toDouble(),
             item_->property("contentY").toDouble() - item_->property("originY").toDouble()};
 }
 void QuickView::setContentOffset(platform::Point offset, bool animated) {
     if (!item_) return;
+    if (const Wheel wheel(item_.data()); wheel.valid()) {
+        const double items = offset.y / wheel.itemHeight;
+        if (animated) {
+            // Settling: the wheel snaps to the nearest item, which becomes the current one.
+            const long index = std::lround(items) % wheel.count;
+            item_->setProperty("currentIndex", static_cast<int>(index < 0 ? index + wheel.count : index));
+        } else {
+            wheel.path->setProperty("offset", std::fmod(wheel.count - std::fmod(items, wheel.count), wheel.count));
+        }
+        return;
+    }
     item_->setProperty("contentX", offset.x + item_->property("originX").toDouble());
     item_->setProperty("contentY", offset.y + item_->property("originY").toDouble());
     if (animated) QMetaObject::invokeMethod(item_.data(), "returnToBounds");
 }
 platform::Point QuickView::contentSize() const {
     if (!item_) return {};
+    if (const Wheel wheel(item_.data()); wheel.valid()) return {item_->width(), wheel.count * wheel.itemHeight};
     return {item_->property("contentWidth").toDouble(), item_->property("contentHeight").toDouble()};
 }
 platform::Insets QuickView::contentInsets() const {
     if (!item_) return {};
+    // A wheel turns round: a whole turn of room either way, so no edge ever stops it.
+    if (const Wheel wheel(item_.data()); wheel.valid()) {
+        const double turn = wheel.count * wheel.itemHeight;
+        return {turn, 0, turn, 0};
+    }
     return {item_->property("topMargin").toDouble(), item_->property("leftMargin").toDouble(),
             item_->property("bottomMargin").toDouble(), item_->property("rightMargin").toDouble()};
 }

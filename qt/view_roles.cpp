@@ -70,6 +70,8 @@ platform::ViewRole roleOf(const QQuickItem* item) {
     // Read-only text (a SpinBox's number, a label-like TextEdit) takes no typing; a tap on it is the
     // enclosing control's.
     if (isTextInput(item)) return item->property("readOnly").toBool() ? ViewRole::plain : ViewRole::textInput;
+    // A wrapping Tumbler spins a PathView, which is no Flickable: the Tumbler scrolls itself.
+    if (item->inherits("QQuickTumbler") && item->property("wrap").toBool()) return ViewRole::scrollView;
     for (const auto& [className, role] : kRolesByClass)
         if (item->inherits(className)) return role;
     return ViewRole::plain;

@@ -223,6 +223,10 @@ Window {
             objectName: "tumbler"; model: 10; height: 120; visibleItemCount: 3; wrap: false
             onCurrentIndexChanged: note("tumbler " + currentIndex)
         }
+        Tumbler {
+            objectName: "wheel"; model: 10; height: 120; visibleItemCount: 3
+            onCurrentIndexChanged: note("wheel " + currentIndex)
+        }
         GridView {
             objectName: "grid"; width: 300; height: 100; cellWidth: 100; cellHeight: 50; model: 6
             delegate: ItemDelegate { objectName: "cell" + index; width: 100; height: 50; text: index; onClicked: note("cell " + index) }
@@ -248,10 +252,22 @@ TEST_F(RemoteControlQtTest, RangeSlidersTumblersGridsToolBarsAndTapHandlers) {
     QQuickItem* tumbler = child(window.get(), "tumbler");
     touch("touchstart", tumbler, {tumbler->width() / 2, 100});
     touch("touchend", tumbler, {tumbler->width() / 2, 100});
+    // A wrapping Tumbler spins, its current item following the wheel as a finger's drag would:
+    // dragged up by two items (40 points each) it stops at 2, then down by three it wraps to 9.
+    QQuickItem* wheel = child(window.get(), "wheel");
+    QQuickItem* screen = window->contentItem();
+    const QPointF middle = wheel->mapToScene({wheel->width() / 2, 60});
+    touch("touchstart", screen, middle);
+    for (int step = 1; step <= 8; ++step) touch("touchmove", screen, middle - QPointF(0, 10 * step));
+    touch("touchend", screen, middle - QPointF(0, 80));
+    touch("touchstart", screen, middle);
+    for (int step = 1; step <= 10; ++step) touch("touchmove", screen, middle + QPointF(0, 12 * step));
+    touch("touchend", screen, middle + QPointF(0, 120));
     tap("cell4");
     tap("tool");
     tap("tapTarget", 0.25);
-    EXPECT_EQ(takeLog(), "first 0.30;first 0.30;second 0.95;second 0.95;tumbler 1;cell 4;tool;tapped at 25;");
+    EXPECT_EQ(takeLog(), "first 0.30;first 0.30;second 0.95;second 0.95;tumbler 1;"
+                         "wheel 1;wheel 2;wheel 1;wheel 0;wheel 9;cell 4;tool;tapped at 25;");
 }
 
 }  // namespace
