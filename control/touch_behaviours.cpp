@@ -190,6 +190,7 @@ void settleScroll(const ViewRef& view) {
                              true);
 }
 
+// The operations live in the handle: keep `container` alive while using them.
 platform::CellContainer* containerOf(const ViewRef& container) {
     return container ? container->asCellContainer() : nullptr;
 }
@@ -223,7 +224,8 @@ void collectionCellTouched(const ViewRef& cell, Phase phase, const Touches& touc
 // A released cell loses its highlight and, released inside, is selected. Nothing climbs on.
 void cellEnded(const ViewRef& cell, ViewRole containerKind, const Touches& touches) {
     const HLVTouch& touch = *touches.back();
-    auto* container = containerOf(touch.closest(containerKind));
+    const auto owner = touch.closest(containerKind);
+    auto* container = containerOf(owner);
     if (!container || !isSingle(touches)) return;
     container->setCellHighlighted(cell, false);
     if (touch.isInsideTarget()) container->selectCell(cell);
@@ -341,7 +343,8 @@ void touchesCancelled(const ViewRef& view, const HLVTouch& touch) {
         case ViewRole::tableCell:
         case ViewRole::collectionCell: {
             const auto kind = current->role() == ViewRole::tableCell ? ViewRole::tableView : ViewRole::collectionView;
-            if (auto* container = containerOf(touch.closest(kind))) container->setCellHighlighted(current, false);
+            const auto owner = touch.closest(kind);
+            if (auto* container = containerOf(owner)) container->setCellHighlighted(current, false);
             break;
         }
         case ViewRole::scrollView:

@@ -61,7 +61,8 @@ void HLVTouchInjector::onTouchStart(const HLVTouchEvent& event) {
 void HLVTouchInjector::triggerTouchBegan(State& state, const std::shared_ptr<HLVTouch>& touch) {
     if (touch->phase() != HLVTouch::HLVTouchPhaseNone) return;
     touch->setPhase(HLVTouch::HLVTouchPhaseBegan);
-    control::touchesBegan(touch->target(), state.touchSet(touch), touch->firstEvent());
+    const platform::ViewRef target = touch->target();  // a behaviour may hand the touch to another view
+    control::touchesBegan(target, state.touchSet(touch), touch->firstEvent());
 }
 
 void HLVTouchInjector::onTouchMove(const HLVTouchEvent& event) {
@@ -91,7 +92,8 @@ void HLVTouchInjector::onTouchEnd(const HLVTouchEvent& event) {
     touch->addTouch(event);
     if (touch->phase() == HLVTouch::HLVTouchPhaseNone) triggerTouchBegan(*state_, touch);
     touch->setPhase(HLVTouch::HLVTouchPhaseEnded);
-    control::touchesEnded(touch->target(), state_->touchSet(touch), event);
+    const platform::ViewRef target = touch->target();
+    control::touchesEnded(target, state_->touchSet(touch), event);
     std::erase_if(state_->active, [&](const auto& entry) { return entry.second == touch; });
 }
 

@@ -134,7 +134,10 @@ void QuickView::sendActions(platform::ControlEvent event) {
     switch (roleOf(item_.data())) {
     case ViewRole::toggle: QMetaObject::invokeMethod(item_.data(), "toggled"); break;
     case ViewRole::stepper: QMetaObject::invokeMethod(item_.data(), "valueModified"); break;
-    case ViewRole::slider: QMetaObject::invokeMethod(item_.data(), "moved"); break;
+    case ViewRole::slider:
+        // A RangeSlider's handle reported its own move when it was set.
+        if (item_->metaObject()->indexOfSignal("moved()") >= 0) QMetaObject::invokeMethod(item_.data(), "moved");
+        break;
     default: break;  // a TabBar reports through its buttons' clicks and its currentIndex
     }
 }
