@@ -68,7 +68,8 @@ test('agent events reach the stream socket only when well formed; probe and aliv
   agent.emit('laser', { x: 0.5, y: 0.25 }, 'extra');
   agent.emit('sync');
   assert.deepEqual(await nth(stream, 'laser', 1), { x: 0.5, y: 0.25 });
-  assert.deepEqual(await nth(stream, 'sync', 1), {});
+  // Asked for a picture when it connected, when a frameless agent connected, and by the agent.
+  assert.deepEqual(await nth(stream, 'sync', 3), {});
   assert.equal(received(stream, 'laser').length, 1);
 
   stream.emit('laser', { x: 1 }); // not the device's to send: reaches nobody
@@ -96,6 +97,8 @@ test('frames reach the agent as binary; a late agent gets the latest screen and 
   assert.deepEqual(await nth(late, 'screen', 1), { width: 1080, height: 1920 });
   assert.ok((await nth(late, 'frame', 1)).image.equals(image));
   assert.equal(received(late, 'frame').length, 1);
+  // Asked when it connected and when the early agent had nothing to see; the late agent got the replay.
+  assert.equal(received(stream, 'sync').length, 2);
 
   await end(session);
   early.emit('laser', { x: 1 });

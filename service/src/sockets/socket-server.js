@@ -59,8 +59,14 @@ export function createSocketServer({ server, store, log }) {
       socket.emit('session', store.getSession(access.sessionId));
     }
     if (access.channel === 'agent') {
-      for (const [event, record] of latest.replay(access.sessionId)) socket.emit(event, record);
+      const replayed = latest.replay(access.sessionId);
+      for (const [event, record] of replayed) socket.emit(event, record);
+      // Nothing to show yet: ask the device for its picture rather than wait for a change.
+      if (!replayed.some(([event]) => event === 'frame')) namespace.to(rooms.stream(access.sessionId)).emit('sync', {});
     }
+    // Frames a device captured before its stream connected were dropped on the device, which
+    // then treats its screen as sent; a fresh stream is asked for the current picture.
+    if (access.channel === 'stream') socket.emit('sync', {});
   }
 
   function onEvent(socket, event, args) {
