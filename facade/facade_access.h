@@ -13,6 +13,8 @@ struct FacadeAccess {
     static ServiceContextPtr context();
     // A session of this library's service, asking the delegate about windows; not yet current.
     static std::shared_ptr<HLVSession> makeSession();
+    // What the session screens ask of the facade (its current session, create, get).
+    static std::shared_ptr<HLVSessionSource> sessionSource();
 };
 
 }  // namespace halvora

@@ -38,6 +38,7 @@ Halvora::Halvora()
           [this](const platform::Window& window) { return shouldCaptureWindow(window); })),
       keyPressInjector_(std::make_unique<HLVKeyPressInjector>()) {
     device_->setNotificationHandler([](const Json& payload) { onPushNotification(payload); });
+    overlay_->onStatusTap = [] { instance().openSessionManagement(); };
 }
 
 Halvora::~Halvora() = default;
@@ -95,6 +96,7 @@ Halvora& Halvora::stop() {
 void Halvora::reinitialize() {
     HALVORA_ASSERT_MAIN_THREAD();
     if (!context_->started) return;
+    initializeIntegrations();
     device_->runRegistrationLoop();
 }
 
@@ -221,8 +223,42 @@ void Halvora::routeAgentEvent(const HLVAgentEvent& event, const std::shared_ptr<
 
 void Halvora::openUrl(const std::string& url) {
     HALVORA_ASSERT_MAIN_THREAD();
-    if (!isOpenableWebUrl(url)) return;
+    if (!isOpenableWebUrl(url)) {
+        platform::log("Halvora refused to open " + url + ": only http and https pages open");
+        return;
+    }
     platform::urlOpener().open(url);
+}
+
+namespace {
+
+// The session screens' view of the facade.
+class FacadeSessionSource final : public HLVSessionSource {
+public:
+    std::shared_ptr<HLVSession> currentSession() const override { return Halvora::instance().currentSession(); }
+    void createSession(SessionCallback callback) override { Halvora::instance().createSession(std::move(callback)); }
+    void getSession(const std::string& idOrCode, SessionCallback callback) override {
+        Halvora::instance().getSession(idOrCode, std::move(callback));
+    }
+    std::string poweredByUrl() const override { return Halvora::kPoweredByUrl; }
+};
+
+}  // namespace
+
+std::shared_ptr<HLVSessionSource> FacadeAccess::sessionSource() { return std::make_shared<FacadeSessionSource>(); }
+
+void Halvora::openSessionManagement() {
+    HALVORA_ASSERT_MAIN_THREAD();
+    // A second tap while the screen is up must not stack another one over it.
+    if (auto shown = management_.lock(); shown && shown->layout() && shown->layout()->view() &&
+                                         shown->layout()->view()->isAlive()) {
+        return;
+    }
+    auto flow = HLVViewController::make(FacadeAccess::sessionSource());
+    if (!flow->view()) return;  // no user interface to show it in
+    if (!platform::application().presentModally(flow->layout(), flow)) return;
+    flow->viewWillAppear(true);
+    management_ = flow;
 }
 
 void Halvora::adoptSession(std::optional<Json> answer, OptionalError error, const SessionCallback& callback) {

@@ -2,6 +2,8 @@
 
 #include <QCoreApplication>
 #include <QPointer>
+#include <QTimer>
+#include <QtQml/qqml.h>
 
 #include <memory>
 
@@ -10,6 +12,8 @@
 #include "qt/qt_main_queue.h"
 #include "qt/quick_application.h"
 #include "qt/quick_screen.h"
+#include "qt/quick_url_opener.h"
+#include "qt/screen_presentation.h"
 #include "qt/quick_window.h"
 #include "qt/window_watcher.h"
 
@@ -17,6 +21,18 @@
 void qml_register_types_Halvora();
 
 namespace halvora::qt {
+namespace {
+
+constexpr int kAutostartDelayMs = 2000;
+
+// The application's say, read when the event loop starts: the application object's property
+// "HLVAutostart" when set, else the information key of the same name (Halvora::autostarts()).
+bool autostartWanted() {
+    const QVariant property = QCoreApplication::instance()->property("HLVAutostart");
+    return property.isValid() ? property.toBool() : Halvora::autostarts();
+}
+
+}  // namespace
 
 void install() {
     static bool installed = false;
@@ -24,10 +40,14 @@ void install() {
     installed = true;
 
     qml_register_types_Halvora();
+    for (const char* name : kLayoutNames) {
+        qmlRegisterType(QUrl(QString::fromLatin1(kLayoutsUrl) + QLatin1String(name) + ".qml"), "Halvora", 1, 0, name);
+    }
     platform::Services services;
     services.mainQueue = std::make_shared<QtMainQueue>();
     services.screen = std::make_shared<QuickScreen>();
     services.application = std::make_shared<QuickApplication>();
+    services.urlOpener = std::make_shared<QuickUrlOpener>();
     platform::install(std::move(services));
 
     auto* watcher = new WindowWatcher({}, QCoreApplication::instance());
@@ -40,6 +60,10 @@ void install() {
     QPointer<WindowWatcher> guarded(watcher);
     QMetaObject::invokeMethod(watcher, [guarded] {
         if (guarded) guarded->setOverlayModel(&Halvora::instance().overlay());
+        if (!autostartWanted()) return;
+        // Started by itself once the application is up; a start of the application's own before
+        // then makes this one do nothing.
+        QTimer::singleShot(kAutostartDelayMs, QCoreApplication::instance(), [] { Halvora::instance().start(); });
     }, Qt::QueuedConnection);
 }
 

@@ -1,21 +1,85 @@
 #include "qt/quick_application.h"
 
+#include <QDesktopServices>
 #include <QGuiApplication>
+#include <QUrl>
 #include <QQuickWindow>
 
+#include "halvora/platform.h"
 #include "qt/halvora_attached.h"
+#include "qt/idle_inhibitor.h"
 #include "qt/key_window.h"
 #include "qt/page_controller.h"
 #include "qt/quick_view.h"
 #include "qt/quick_window.h"
 #include "qt/redaction_mask_item.h"
+#include "qt/screen_presentation.h"
 #include "qt/shown_pages.h"
 
 namespace halvora::qt {
+namespace {
 
-QuickApplication::QuickApplication() : maskOwner_(new QObject(QCoreApplication::instance())) {}
+// QDesktopServices hands a registered scheme's links to a slot by name.
+class LinkHandler final : public QObject {
+    Q_OBJECT
+public:
+    LinkHandler(QObject* parent, QString scheme, std::function<void(const std::string&)> onLink)
+        : QObject(parent), scheme_(std::move(scheme)), onLink_(std::move(onLink)) {
+        QDesktopServices::setUrlHandler(scheme_, this, "handle");
+    }
+    ~LinkHandler() override { QDesktopServices::unsetUrlHandler(scheme_); }
 
-QuickApplication::~QuickApplication() = default;
+public Q_SLOTS:
+    void handle(const QUrl& url) { onLink_(url.toString(QUrl::FullyEncoded).toStdString()); }
+
+private:
+    QString scheme_;
+    std::function<void(const std::string&)> onLink_;
+};
+
+std::string linkScheme() {
+    auto value = platform::appInfo().infoValue("HLVLinkScheme");
+    const std::string* scheme = value ? std::get_if<std::string>(&*value) : nullptr;
+    return scheme && !scheme->empty() ? *scheme : "halvora";
+}
+
+}  // namespace
+
+
+QuickApplication::QuickApplication()
+    : maskOwner_(new QObject(QCoreApplication::instance())), idle_(new IdleInhibitor(QCoreApplication::instance())) {}
+
+QuickApplication::~QuickApplication() { delete linkHandler_.data(); }
+
+void QuickApplication::setIdleTimerDisabled(bool disabled) {
+    if (idle_) idle_->setInhibited(disabled);
+}
+
+bool QuickApplication::isIdleTimerDisabled() const { return idle_ && idle_->isInhibited(); }
+
+platform::LayoutRef QuickApplication::loadLayout(const std::string& name) {
+    return loadQuickLayout(name, keyQuickWindow());
+}
+
+bool QuickApplication::presentModally(const platform::LayoutRef& layout, std::shared_ptr<void> owner) {
+    return layout && presentInPopup(keyQuickWindow(), itemOf(layout->view()), std::move(owner));
+}
+
+void QuickApplication::interceptLinks(std::function<void(const std::string& url)> onLink) {
+    if (linkHandler_) return;
+    const QString scheme = QString::fromStdString(linkScheme());
+    linkHandler_ = new LinkHandler(QCoreApplication::instance(), scheme, onLink);
+    // A desktop launching the application for a link passes it as an argument (the %u of the
+    // .desktop entry's Exec line). Only absolute links qualify; the facade checks the host.
+    const QStringList arguments = QCoreApplication::arguments();
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QUrl url(arguments[i], QUrl::StrictMode);
+        const QString given = url.scheme().toLower();
+        if (url.isValid() && !url.host().isEmpty() && (given == scheme || given == "https" || given == "http")) {
+            onLink(url.toString(QUrl::FullyEncoded).toStdString());
+        }
+    }
+}
 
 platform::ApplicationState QuickApplication::state() const {
     switch (QGuiApplication::applicationState()) {
@@ -58,3 +122,5 @@ platform::ViewRef QuickApplication::makeRedactionMask(platform::Rect frame) {
 }
 
 }  // namespace halvora::qt
+
+#include "quick_application.moc"

@@ -10,6 +10,8 @@ class QObject;
 
 namespace halvora::qt {
 
+class IdleInhibitor;
+
 class QuickApplication final : public platform::Application {
 public:
     // Create on the GUI thread, after the QGuiApplication.
@@ -30,9 +32,18 @@ public:
     // The key window's item with the active focus.
     platform::ViewRef firstResponder() const override;
 
-    // Only remembered: a desktop display's screen saver is the session's business, not the app's.
-    void setIdleTimerDisabled(bool disabled) override { idleTimerDisabled_ = disabled; }
-    bool isIdleTimerDisabled() const override { return idleTimerDisabled_; }
+    // The desktop's screen saver, held off over D-Bus where the session bus has it.
+    void setIdleTimerDisabled(bool disabled) override;
+    bool isIdleTimerDisabled() const override;
+
+    // The module's QML layouts, built with the application's engine.
+    platform::LayoutRef loadLayout(const std::string& name) override;
+    // A modal Popup over the key window.
+    bool presentModally(const platform::LayoutRef& layout, std::shared_ptr<void> owner) override;
+    // Links of the scheme the information key "HLVLinkScheme" names ("halvora" when absent) that
+    // the application opens with QDesktopServices, and such links (or http(s) ones) given on the
+    // command line when the desktop launches the application for one.
+    void interceptLinks(std::function<void(const std::string& url)> onLink) override;
 
     // Every item a Halvora.redactedItems list declares, on any window, shown or not.
     std::vector<platform::ViewRef> sensitiveViews() const override;
@@ -43,7 +54,8 @@ public:
 
 private:
     QPointer<QObject> maskOwner_;
-    bool idleTimerDisabled_ = false;
+    QPointer<IdleInhibitor> idle_;
+    QPointer<QObject> linkHandler_;
 };
 
 }  // namespace halvora::qt

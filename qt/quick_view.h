@@ -98,6 +98,16 @@ public:
     void insertText(const std::string& text) override;
     void deleteBackward() override;
 
+    // Presentation (screen_presentation.cpp): the library's own screens.
+    void setHidden(bool hidden) override;
+    bool isHidden() const override;
+    void setAlpha(double alpha) override;
+    void setText(const std::string& text) override;
+    std::string text() const override;
+    void setFillsSuperview() override;
+    // A button's clicked(); a control's toggled(), valueModified() or moved().
+    void addTarget(platform::ControlEvent event, std::function<void()> action) override;
+
     QQuickItem* item() const { return item_.data(); }
 
 private:

@@ -143,7 +143,7 @@ TEST_F(FacadeTest, EntryPointsAndCallbacksAbortOffTheMainThread) {
     EXPECT_DEATH(offMain([] { Halvora::instance().joinSession("123456", [](OptionalError, std::shared_ptr<HLVSession>) {}); }),
                  "joinSession must be called on the main thread");
     EXPECT_DEATH(offMain([] { HalvoraAppEvents::didOpenUrl("https://link.halvora.io/session/123456"); }),
-                 "didOpenUrl must be called on the main thread");
+                 "onInterceptedURL must be called on the main thread");
     // A session's callbacks reach the delegate only on the main thread.
     auto session = FacadeAccess::makeSession();
     Halvora::instance().setCurrentSession(session);

@@ -103,8 +103,18 @@ TEST_F(NotificationTest, SessionLinksToTheLinkHostAreJoined) {
     EXPECT_EQ(countLog("expected halvora link to have 3 components"), 1);
 
     HalvoraAppEvents::didOpenUrl("https://LINK.halvora.io/x/session/654321?via=sms");
+    Halvora::onInterceptedURL("https://link.halvora.io/session/1234567");
     EXPECT_EQ(countLog("expected halvora link to have 3 components"), 2);
+    EXPECT_EQ(countLog("halvora link invalid session 1234567 https://link.halvora.io/session/1234567"), 1);
     EXPECT_EQ(http->sent().size(), sent);  // "x" is not a session link
+
+    // Four components: logged, and still joined since the kind and the code are right.
+    Halvora::onInterceptedURL("https://link.halvora.io/session/extra/777888");
+    EXPECT_EQ(countLog("expected halvora link to have 3 components"), 3);
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions/777888");
+    http->fail();
+    runPending();
+    EXPECT_EQ(countLog(R"(Error joining session Error Domain=curl Code=7 "Couldn't connect to server")"), 1);
 
     HalvoraAppEvents::didOpenUrl("halvora://link.halvora.io/session/654321");
     EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions/654321");

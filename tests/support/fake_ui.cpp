@@ -1,4 +1,7 @@
 #include "tests/support/fake_ui.h"
+#include "tests/support/layout_outlets.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
@@ -95,6 +98,38 @@ bool containsColour(const RgbaFrame& frame, Rgba colour, int tolerance) {
         }
     }
     return false;
+}
+
+void FakeOutlet::sendActions(platform::ControlEvent event) {
+    // A copy: an action may replace the screen, and with it this outlet's owner.
+    auto due = actions;
+    for (auto& [on, action] : due) {
+        if (on == event) action();
+    }
+}
+
+FakeLayout::FakeLayout(std::string layoutName) : name(std::move(layoutName)) {
+    auto known = layoutOutlets().find(name);
+    if (known == layoutOutlets().end()) return;
+    for (const auto& outletName : known->second) {
+        auto outlet = std::make_shared<FakeOutlet>(outletName);
+        root->addSubview(outlet);
+        outlets[outletName] = outlet;
+    }
+}
+
+platform::ViewRef FakeLayout::outlet(const std::string& outletName) const {
+    auto it = outlets.find(outletName);
+    return it == outlets.end() ? nullptr : it->second;
+}
+
+FakeLayout& FakeApplication::layout(const std::string& layoutName) const {
+    for (auto it = layouts.rbegin(); it != layouts.rend(); ++it) {
+        if ((*it)->name == layoutName) return **it;
+    }
+    ADD_FAILURE() << "no layout " << layoutName << " was built";
+    static FakeLayout none("none");
+    return none;
 }
 
 }  // namespace halvora::testing

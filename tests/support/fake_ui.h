@@ -3,6 +3,8 @@
 // the capture canvas (masks dark, the overlay never), screens and an application the test drives.
 
 #include <array>
+#include <functional>
+#include <map>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "halvora/platform/application.h"
+#include "halvora/platform/controls.h"
 
 namespace halvora::testing {
 
@@ -104,6 +107,59 @@ public:
     std::optional<std::vector<platform::ViewRef>> redactedViews() const override { return sensitive; }
 };
 
+// An outlet of a layout: a label, button or indicator with text, visibility, opacity and, as a
+// button, actions that tap() runs.
+class FakeOutlet final : public FakeView, public platform::Control {
+public:
+    explicit FakeOutlet(std::string outletName)
+        : FakeView({0, 0, 100, 40}, Rgba{0, 0, 0, 0}, platform::ViewRole::control) {
+        name = std::move(outletName);
+    }
+    std::string label;
+    bool hidden = false;
+    double alpha = 1.0;
+
+    void setHidden(bool value) override { hidden = value; }
+    bool isHidden() const override { return hidden; }
+    void setAlpha(double value) override { alpha = value; }
+    void setText(const std::string& value) override { label = value; }
+    std::string text() const override { return label; }
+    platform::Control* asControl() override { return this; }
+    void sendActions(platform::ControlEvent event) override;
+    void addTarget(platform::ControlEvent event, std::function<void()> action) override {
+        actions.emplace_back(event, std::move(action));
+    }
+    void tap() { sendActions(platform::ControlEvent::touchUpInside); }
+
+private:
+    std::vector<std::pair<platform::ControlEvent, std::function<void()>>> actions;
+};
+
+// One of the library's screens as the application shows it: the named layout's outlets (those of
+// the real layouts of that name) under a root, and what was asked of its navigation.
+class FakeLayout final : public platform::Layout {
+public:
+    explicit FakeLayout(std::string layoutName);
+    std::string name;
+    std::shared_ptr<FakeView> root = std::make_shared<FakeView>(platform::Rect{0, 0, 390, 640}, Rgba{0, 0, 0, 0});
+    std::map<std::string, std::shared_ptr<FakeOutlet>> outlets;
+    bool presented = false;
+    int dismissals = 0;
+    int pops = 0;
+    int popsToRoot = 0;
+
+    platform::ViewRef view() const override { return root; }
+    platform::ViewRef outlet(const std::string& outletName) const override;
+    FakeOutlet& operator[](const std::string& outletName) const { return *outlets.at(outletName); }
+    bool isBeingPresented() const override { return presented; }
+    void dismiss(bool) override {
+        ++dismissals;
+        presented = false;
+    }
+    void popNavigation(bool) override { ++pops; }
+    void popNavigationToRoot(bool) override { ++popsToRoot; }
+};
+
 class FakeApplication final : public platform::Application {
 public:
     platform::ApplicationState appState = platform::ApplicationState::active;
@@ -125,6 +181,27 @@ public:
     platform::ViewRef makeRedactionMask(platform::Rect frame) override {
         return std::make_shared<FakeView>(frame, FakeView::kMaskColour, platform::ViewRole::redactionMask);
     }
+
+    // Every layout built, oldest first; presentModally marks one presented and keeps its owner.
+    std::vector<std::shared_ptr<FakeLayout>> layouts;
+    std::vector<std::shared_ptr<void>> presentedOwners;
+    platform::LayoutRef loadLayout(const std::string& layoutName) override {
+        return layouts.emplace_back(std::make_shared<FakeLayout>(layoutName));
+    }
+    bool presentModally(const platform::LayoutRef& layout, std::shared_ptr<void> owner) override {
+        std::static_pointer_cast<FakeLayout>(layout)->presented = true;
+        presentedOwners.push_back(std::move(owner));
+        return true;
+    }
+    // The link callback the library installed, and how often it asked.
+    std::function<void(const std::string&)> onLink;
+    int linkInterceptions = 0;
+    void interceptLinks(std::function<void(const std::string& url)> handler) override {
+        ++linkInterceptions;
+        onLink = std::move(handler);
+    }
+    // The latest layout of that name; fails the test when there is none.
+    FakeLayout& layout(const std::string& layoutName) const;
 
     // A phone-sized key window of one colour, the only window.
     std::shared_ptr<FakeWindow> showKeyWindow(Rgba fill);

@@ -22,7 +22,7 @@ struct HalvoraAppEvents {
     // Keeps the push token for registrations and, while started, registers at once so the
     // service can reach the device without waiting for the next registration.
     static void didRegisterForRemoteNotifications(const std::vector<std::uint8_t>& deviceToken);
-    // Joins the session a payload of this library names; other payloads are ignored.
+    // Joins the session a payload of this library names; other payloads go to the integrations.
     static void didReceiveRemoteNotification(const Json& userInfo);
     // Joins the session of a link "<scheme>://<link host>/session/<6-character code>". Links to
     // other hosts are the application's own and are ignored; malformed session links are logged.

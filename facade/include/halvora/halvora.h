@@ -25,6 +25,7 @@
 #include "halvora/app_events.h"
 #include "halvora/delegate.h"
 #include "halvora/error.h"
+#include "halvora/integration.h"
 #include "halvora/json.h"
 #include "halvora/platform/view.h"
 #include "halvora/platform/view_controller.h"
@@ -32,6 +33,7 @@
 #include "halvora/request.h"
 #include "halvora/responder.h"
 #include "halvora/session.h"
+#include "halvora/session_flow.h"
 #include "halvora/version.h"
 
 namespace halvora {
@@ -40,6 +42,8 @@ class HLVDevice;
 class HLVHalvoraWindow;
 class HLVKeyPressInjector;
 class HLVTouchInjector;
+class HLVViewController;
+class HLVIntegration;
 struct ServiceContext;
 struct FacadeAccess;
 
@@ -121,8 +125,28 @@ public:
     static void experimental_registerResponderExtension(const std::string& viewClass,
                                                         std::shared_ptr<HLVResponderExtension> extension);
 
-    // Shows a web page on the agent's behalf (http and https only).
+    // Shows a web page on the agent's behalf: an in-application browser page where the toolkit
+    // has one, else the system browser. Only http and https; anything else is refused in the log.
     void openUrl(const std::string& url);
+    // The session-management screen (the session flow of <halvora/session_flow.h>), presented
+    // modally over the top screen; the banner's tap opens it. While one opened here is still
+    // shown, a second call does nothing.
+    void openSessionManagement();
+    // The service's credit page, linked from the session screens.
+    static constexpr const char* kPoweredByUrl = "https://halvora.io";
+
+    // Integrations with other SDKs (<halvora/integration.h>): each is registered once.
+    static void addIntegration(std::shared_ptr<HLVIntegration> integration);
+    // Runs on every start: takes over the links and notifications the toolkit delivers (once per
+    // process), then logs "Initialised Halvora integration for <name>" and configures each
+    // registered integration.
+    void initializeIntegrations();
+    // A link the application received: "<scheme>://<link host>/session/<6-character code>" joins
+    // that session; other hosts are ignored; malformed links are logged ("expected halvora link
+    // to have 3 components", "halvora link invalid <kind> <code> <url>").
+    static void onInterceptedURL(const std::string& url);
+    // A push payload: Halvora's own join their session, any other goes to every integration.
+    static void onInterceptedNotification(const Json& userInfo);
 
     // Whether a push payload or notification-socket message is this library's: its
     // "halvora-notification" is true, a non-zero number, or the string "true".
@@ -175,6 +199,8 @@ private:
     void adoptSession(std::optional<Json> answer, OptionalError error, const SessionCallback& callback);
     void routeAgentEvent(const HLVAgentEvent& event, const std::shared_ptr<HLVSession>& session);
     void maskSensitiveViews(const std::vector<platform::ViewRef>& views);
+    static void interceptNotifications();
+    static void interceptDeepLinks();
 
     // Shared with the device and sessions, which read the service's address and whether the
     // library is started from it.
@@ -188,6 +214,7 @@ private:
     std::unique_ptr<HLVKeyPressInjector> keyPressInjector_;
     std::vector<platform::ViewRef> redactedViews_;
     std::map<std::string, std::vector<SessionCallback>> joining_;  // by code, while in flight
+    std::weak_ptr<HLVViewController> management_;  // the screen the banner opened, while shown
 };
 
 }  // namespace halvora

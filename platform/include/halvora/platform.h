@@ -16,6 +16,7 @@
 #include "halvora/platform/clock.h"
 #include "halvora/platform/controls.h"
 #include "halvora/platform/key_value_store.h"
+#include "halvora/platform/layout.h"
 #include "halvora/platform/log.h"
 #include "halvora/platform/main_queue.h"
 #include "halvora/platform/realtime_socket.h"

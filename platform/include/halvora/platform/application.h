@@ -1,10 +1,15 @@
 #pragma once
 // The host application as the library sees it: its windows, which one has focus, whether it is in
-// the foreground, the idle timer, and the means to make the views the library puts on screen.
+// the foreground, the idle timer, and the means to make the views and screens the library puts on
+// screen.
 
+#include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
+#include "halvora/json.h"
+#include "halvora/platform/layout.h"
 #include "halvora/platform/view.h"
 #include "halvora/platform/view_controller.h"
 #include "halvora/platform/window.h"
@@ -38,6 +43,18 @@ public:
     // Every view the application declares sensitive now, wherever it is (any screen, popup or
     // dialog, shown or not). Frames blank where these draw, from a session's first frame on.
     virtual std::vector<ViewRef> sensitiveViews() const { return {}; }
+
+    // The library's own screens (the session flow): the named layout, built; none when the host
+    // has no such layout (a host without a user interface).
+    virtual LayoutRef loadLayout(const std::string& /*name*/) { return nullptr; }
+    // Shows `layout` modally over the key window's top screen, keeping `owner` alive until it is
+    // dismissed; false when nothing can be presented.
+    virtual bool presentModally(const LayoutRef& /*layout*/, std::shared_ptr<void> /*owner*/) { return false; }
+
+    // Hands the library the links and push payloads the toolkit delivers by itself (a link the
+    // application is launched with or opens for itself), from now on. Asked once per process.
+    virtual void interceptLinks(std::function<void(const std::string& url)> /*onLink*/) {}
+    virtual void interceptNotifications(std::function<void(const Json& userInfo)> /*onNotification*/) {}
 
     // A mask for a sensitive view: a dark blur with "REDACTED" in light grey, 14 points, centred
     // in `frame`. The label stays where it was created, whatever later happens to the mask's frame.

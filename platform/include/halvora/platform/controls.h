@@ -4,6 +4,7 @@
 // these, the way a user's finger would, and never synthesises the toolkit's pointer events.
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +21,9 @@ public:
     virtual ~Control() = default;
     // Runs the application's handlers of `event` as a real touch would (a button's clicked).
     virtual void sendActions(ControlEvent event) = 0;
+    // Runs `action` whenever `event` happens to the control, by the user or through sendActions.
+    // Controls the library does not wire up may ignore it.
+    virtual void addTarget(ControlEvent /*event*/, std::function<void()> /*action*/) {}
 };
 
 // A switch.

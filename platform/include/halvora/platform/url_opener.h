@@ -10,6 +10,8 @@ class UrlOpener {
 public:
     virtual ~UrlOpener() = default;
     virtual void open(const std::string& url) = 0;
+    // In the system's browser, leaving the application (the service's credit page).
+    virtual void openExternally(const std::string& url) { open(url); }
 };
 
 // Headless hosts have nowhere to show a page: the default logs the request instead.

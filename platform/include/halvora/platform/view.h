@@ -124,6 +124,18 @@ public:
     virtual CellContainer* asCellContainer() { return nullptr; }
     virtual TextInput* asTextInput() { return nullptr; }
 
+    // Presentation, for the screens the library shows of its own. The defaults do nothing.
+    // A hidden view draws nothing and takes no touches.
+    virtual void setHidden(bool /*hidden*/) {}
+    virtual bool isHidden() const { return false; }
+    // 0 (transparent) to 1 (opaque).
+    virtual void setAlpha(double /*alpha*/) {}
+    // A label's or button's text; views without text ignore it.
+    virtual void setText(const std::string& /*text*/) {}
+    virtual std::string text() const { return {}; }
+    // From now on, the view keeps the size and place of its superview's bounds as they change.
+    virtual void setFillsSuperview() {}
+
     bool isSameView(const View& other) const { return nativeHandle() == other.nativeHandle(); }
 };
 

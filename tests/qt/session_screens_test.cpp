@@ -1,0 +1,158 @@
+// The session screens in Qt Quick: every layout with its outlets, and the user-started flow in a
+// real window: pushed onto the application's StackView, the code, approval by a click, the
+// countdown, activation back to the root, then the banner's management screen and its end.
+#include <gtest/gtest.h>
+
+#include <QQmlComponent>
+#include <QQmlEngine>
+
+#include "halvora/halvora.h"
+#include "halvora/platform.h"
+#include "halvora/quick.h"
+#include "overlay/halvora_window.h"
+#include "qt/quick_view.h"
+#include "qt/screen_presentation.h"
+#include "quick_test_support.h"
+#include "tests/support/fake_http_client.h"
+#include "tests/support/fake_realtime_socket.h"
+#include "tests/support/layout_outlets.h"
+#include "tests/support/library_fixture.h"
+
+namespace halvora::qt {
+namespace {
+
+using test::eventually;
+using test::findItem;
+
+TEST(SessionLayouts, EveryLayoutBuildsWithItsOutletsFoundByObjectName) {
+    for (const auto& [name, outlets] : halvora::testing::layoutOutlets()) {
+        SCOPED_TRACE(name);
+        auto layout = loadQuickLayout(name, nullptr);
+        ASSERT_TRUE(layout);
+        for (const auto& outlet : outlets) {
+            auto view = layout->outlet(outlet);
+            ASSERT_TRUE(view) << outlet;
+            EXPECT_EQ(findItem(itemOf(layout->view()), QString::fromStdString(outlet)), itemOf(view));
+        }
+        EXPECT_FALSE(layout->outlet("missing"));
+    }
+    EXPECT_EQ(loadQuickLayout("HLVNoSuchView", nullptr), nullptr);
+}
+
+Json record(const char* state, bool agent = false) {
+    Json session{{"type", "Session"},           {"id", "S"},           {"code", "123456"}, {"state", state},
+                 {"control_url", "http://svc"}, {"control_token", "c1"}, {"stream_url", "http://svc"},
+                 {"stream_token", "s1"}};
+    if (agent) session["agent"] = {{"id", "a7"}, {"name", "Dana"}};
+    return session;
+}
+
+constexpr const char* kAppQml = R"(
+import QtQuick
+import QtQuick.Controls
+import Halvora
+ApplicationWindow {
+    width: 390; height: 700
+    StackView {
+        id: stack
+        objectName: "stack"
+        anchors.fill: parent
+        initialItem: Page { title: "Home" }
+    }
+    Component { id: flow; SessionFlow {} }
+    // Immediate: an offscreen window does not animate, and a StackView refuses input mid-transition.
+    function getHelp() { stack.push(flow, {}, StackView.Immediate) }
+}
+)";
+
+class SessionScreensTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        install();
+        platform::install({.store = std::make_shared<halvora::testing::MemoryStore>(), .http = http,
+                           .sockets = sockets});
+        Halvora::instance().setApi("http://svc");
+        Halvora::instance().start();
+        ASSERT_TRUE(eventually([&] { return http->pendingCount() == 1; }));
+        http->respondJson(200, R"({"id":"device","next_registration":600})");
+        window = test::showWindow(kAppQml);
+        ASSERT_TRUE(window);
+    }
+    QQuickItem* item(const char* name) const { return findItem(window->contentItem(), QString::fromLatin1(name)); }
+    QString text(const char* name) const {
+        QQuickItem* found = item(name);
+        return found ? found->property("text").toString() : QString();
+    }
+    // A user's click in the middle of an item.
+    void click(const char* name) const {
+        QQuickItem* target = item(name);
+        ASSERT_TRUE(target) << name;
+        // Laid out and still: a StackView push slides the page in.
+        QPointF last(-1, -1);
+        ASSERT_TRUE(eventually([&] {
+            const QPointF at = target->mapToScene({0, 0});
+            const bool settled = target->width() > 0 && at == last;
+            last = at;
+            QTest::qWait(20);
+            return settled;
+        }));
+        const QPointF centre = target->mapToScene(QPointF(target->width() / 2, target->height() / 2));
+        QTest::mouseClick(window.get(), Qt::LeftButton, {}, centre.toPoint());
+    }
+    bool answered(const char* method, const Json& body) const {
+        return eventually([&] {
+            if (http->pendingCount() == 0 || http->sent().back().method != method) return false;
+            http->respondJson(200, body.dump());
+            return true;
+        });
+    }
+
+    std::shared_ptr<halvora::testing::FakeHttpClient> http = std::make_shared<halvora::testing::FakeHttpClient>();
+    std::shared_ptr<halvora::testing::FakeSocketFactory> sockets = std::make_shared<halvora::testing::FakeSocketFactory>();
+    std::unique_ptr<QQuickWindow> window;
+};
+
+TEST_F(SessionScreensTest, TheUserStartedFlowFromCodeToTheBannersEndButton) {
+    QMetaObject::invokeMethod(window.get(), "getHelp");
+    ASSERT_TRUE(answered("POST", record("pending")));
+    ASSERT_TRUE(eventually([&] { return text("codeLabel") == "123-456"; }));
+    EXPECT_TRUE(item("working")->isVisible());
+    EXPECT_FALSE(item("close")->isVisible());  // pushed: leaving is the StackView's back
+
+    Halvora::instance().currentSession()->updateResource(record("pending", true));
+    ASSERT_TRUE(eventually([&] { return item("approve") && item("approve")->isVisible(); }));
+    click("approve");
+    ASSERT_TRUE(eventually([&] { return text("coutdown") == "3"; }));
+    ASSERT_TRUE(eventually([&] { return text("coutdown") == "2"; }));
+    ASSERT_TRUE(eventually([&] { return text("coutdown") == "1"; }));
+    ASSERT_TRUE(answered("PUT", record("active")));
+    EXPECT_EQ(Json::parse(*http->sent().back().body)["state"], "active");
+    QQuickItem* stack = item("stack");
+    ASSERT_TRUE(eventually([&] { return stack->property("depth").toInt() == 1 && !item("subview"); }));
+
+    // The banner opens the management screen, once however often it is tapped.
+    ASSERT_TRUE(eventually([&] { return Halvora::instance().overlay().bannerFrame().width > 0; }));
+    const auto banner = Halvora::instance().overlay().bannerFrame();
+    const QPoint bannerCentre(static_cast<int>(banner.x + banner.width / 2), static_cast<int>(banner.y + banner.height / 2));
+    QTest::mouseClick(window.get(), Qt::LeftButton, {}, bannerCentre);
+    ASSERT_TRUE(eventually([&] { return item("end") && item("end")->isVisible(); }));
+    EXPECT_TRUE(item("close")->isVisible());  // presented: it can be closed
+    QTest::mouseClick(window.get(), Qt::LeftButton, {}, bannerCentre);
+    QTest::qWait(100);
+    int ends = 0;
+    std::function<void(QQuickItem*)> countEnds = [&](QQuickItem* at) {
+        if (at->objectName() == "end") ++ends;
+        for (QQuickItem* child : at->childItems()) countEnds(child);
+    };
+    countEnds(window->contentItem());
+    EXPECT_EQ(ends, 1);
+
+    click("end");
+    ASSERT_TRUE(answered("PUT", record("ended")));
+    EXPECT_EQ(Json::parse(*http->sent().back().body)["state"], "ended");
+    EXPECT_TRUE(eventually([&] { return !item("end"); }));  // the popup closed and went
+    EXPECT_TRUE(eventually([&] { return !Halvora::instance().currentSession(); }));
+}
+
+}  // namespace
+}  // namespace halvora::qt
