@@ -5,6 +5,7 @@
 #include <QUrl>
 #include <QQuickWindow>
 
+#include "halvora/halvora.h"
 #include "halvora/platform.h"
 #include "qt/halvora_attached.h"
 #include "qt/idle_inhibitor.h"
@@ -19,20 +20,36 @@
 namespace halvora::qt {
 namespace {
 
-// QDesktopServices hands a registered scheme's links to a slot by name.
+// QDesktopServices hands the links of a scheme to a slot by name. The application's own scheme is
+// all ours; of the https links the application opens, only those to the library's link host are,
+// and any other goes on to the browser as if no handler were set.
 class LinkHandler final : public QObject {
     Q_OBJECT
 public:
     LinkHandler(QObject* parent, QString scheme, std::function<void(const std::string&)> onLink)
         : QObject(parent), scheme_(std::move(scheme)), onLink_(std::move(onLink)) {
         QDesktopServices::setUrlHandler(scheme_, this, "handle");
+        QDesktopServices::setUrlHandler(kWeb, this, "handleWeb");
     }
-    ~LinkHandler() override { QDesktopServices::unsetUrlHandler(scheme_); }
+    ~LinkHandler() override {
+        QDesktopServices::unsetUrlHandler(scheme_);
+        QDesktopServices::unsetUrlHandler(kWeb);
+    }
 
 public Q_SLOTS:
     void handle(const QUrl& url) { onLink_(url.toString(QUrl::FullyEncoded).toStdString()); }
+    void handleWeb(const QUrl& url) {
+        if (url.host().compare(QString::fromStdString(Halvora::instance().linkHost()), Qt::CaseInsensitive) == 0) {
+            handle(url);
+            return;
+        }
+        QDesktopServices::unsetUrlHandler(kWeb);
+        QDesktopServices::openUrl(url);
+        QDesktopServices::setUrlHandler(kWeb, this, "handleWeb");
+    }
 
 private:
+    static constexpr const char* kWeb = "https";
     QString scheme_;
     std::function<void(const std::string&)> onLink_;
 };

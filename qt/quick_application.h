@@ -40,9 +40,11 @@ public:
     platform::LayoutRef loadLayout(const std::string& name) override;
     // A modal Popup over the key window.
     bool presentModally(const platform::LayoutRef& layout, std::shared_ptr<void> owner) override;
-    // Links of the scheme the information key "HLVLinkScheme" names ("halvora" when absent) that
-    // the application opens with QDesktopServices, and such links (or http(s) ones) given on the
-    // command line when the desktop launches the application for one.
+    // Links of the scheme the information key "HLVLinkScheme" names ("halvora" when absent) and
+    // https links to the library's link host that the application opens with QDesktopServices
+    // (this takes QDesktopServices' https handler; other https links go on to the browser), and
+    // such links (or http(s) ones) given on the command line when the desktop launches the
+    // application for one.
     void interceptLinks(std::function<void(const std::string& url)> onLink) override;
 
     // Every item a Halvora.redactedItems list declares, on any window, shown or not.

@@ -1,10 +1,14 @@
 #!/usr/bin/env bash
 # The demo: builds what is needed, starts the reference service on loopback, checks the endpoint
-# with halvora-cli doctor, then runs a live session: the demo shop (a Qt Quick application that
-# embeds Halvora) tours its screens while a scripted agent (the official JavaScript Socket.IO
-# client) starts a session for it, watches the frames, points, draws, touches, types and ends it.
-# The frames the agent received are kept in demo-frames/ as JPEG files. With a display the shop's
-# window shows the red banner and the agent's annotations; without one it runs offscreen.
+# with halvora-cli doctor, then runs two live sessions with the demo shop (a Qt Quick application
+# that embeds Halvora) and a scripted agent (the official JavaScript Socket.IO client):
+#  1. agent-started: the agent starts a session for the shop, watches the frames, points, draws,
+#     touches, types and ends it;
+#  2. user-started: a played user taps "Get help", reads the code out, approves the agent, and
+#     later ends the session from the red banner.
+# The frames the agent received are kept in demo-frames/<flow>/ as JPEG files, and the shop's own
+# window at each screen the user saw in demo-frames/user-started/user-*.png. With a display the shop's window shows the
+# banner and the agent's annotations; without one it runs offscreen.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -30,9 +34,20 @@ if [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
   echo "No display: the shop runs offscreen; look at demo-frames/ afterwards."
 fi
 echo
-echo "Live session: the agent starts a session for the shop and operates it by touch and keyboard."
+echo "Live session 1: the agent starts a session for the shop and operates it by touch and keyboard."
 build/default/examples/quick-demo/halvora-demo-shop --api "$url" --data "$state/shop" &
 shop=$!
 rm -rf demo-frames
-node service/tools/demo-agent.js "$url" --save demo-frames --watch 10
-echo "The agent's view of the session: $(ls demo-frames | wc -l) frames in demo-frames/"
+node service/tools/demo-agent.js "$url" --save demo-frames/agent-started --watch 10
+kill "$shop" 2>/dev/null || true
+wait "$shop" 2>/dev/null || true
+
+echo
+echo "Live session 2: the user asks for help in the shop, reads the code out and approves the agent."
+build/default/examples/quick-demo/halvora-demo-shop --api "$url" --data "$state/shop" \
+  --play-user 8 --screenshots demo-frames/user-started > >(tee "$state/user-shop.out") &
+shop=$!
+node service/tools/demo-agent.js "$url" --save demo-frames/user-started --code-from "$state/user-shop.out"
+echo "The agent's view: $(ls demo-frames/agent-started | wc -l) frames in demo-frames/agent-started/,"
+echo "$(ls demo-frames/user-started/frame-*.jpg | wc -l) in demo-frames/user-started/, with the shop's own"
+echo "window at each screen the user saw: $(cd demo-frames/user-started && ls user-*.png | tr '\n' ' ')"

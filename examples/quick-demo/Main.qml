@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Halvora
 
 ApplicationWindow {
     id: window
@@ -15,6 +16,17 @@ ApplicationWindow {
         id: stack
         anchors.fill: parent
         initialItem: HomePage {}
+    }
+
+    // Halvora's session flow under the shop's own bar (its Back leaves the flow): a code to read to
+    // the agent, the approval, the countdown; it leaves the stack by itself once the session starts.
+    Component {
+        id: helpFlow
+        Page {
+            title: "Help"
+            header: ShopHeader { title: "Help" }
+            SessionFlow { anchors.fill: parent }
+        }
     }
 
     // The tour: checkout, back, profile, back, and again.

@@ -1,7 +1,8 @@
 import QtQuick
 import QtQuick.Controls
 
-// The bar across every screen's top: a way back (except at home), the screen's name, and the cart.
+// The bar across every screen's top: a way back (at home: a way to ask for help, which opens
+// Halvora's session flow), the screen's name, and the cart.
 ToolBar {
     id: bar
     property string title
@@ -13,6 +14,13 @@ ToolBar {
         visible: bar.canGoBack
         text: "‹ Back"
         onClicked: stack.pop()
+    }
+    ToolButton {
+        objectName: "getHelp"
+        x: 0; width: 90; height: parent.height
+        visible: !bar.canGoBack
+        text: "Get help"
+        onClicked: stack.push(helpFlow)
     }
     Label {
         x: 96; width: 130; height: parent.height

@@ -13,7 +13,13 @@ ParsedOptions parseDemoOptions(const QStringList& arguments) {
     const QCommandLineOption data("data", "Keep the demo's settings in DIR.", "DIR");
     const QCommandLineOption tour("tour", "Walk through the screens every SECONDS.", "SECONDS", "0");
     const QCommandLineOption join("join", "Join the session with this six-digit code at start.", "CODE");
-    parser.addOptions({api, data, tour, join});
+    const QCommandLineOption playUser("play-user",
+                                      "Play the user: ask for help, approve, end from the banner after SECONDS.",
+                                      "SECONDS");
+    const QCommandLineOption screenshots("screenshots", "Keep screenshots of the played user's screens in DIR.",
+                                         "DIR");
+    parser.addOptions({api, data, tour, join, playUser, screenshots});
+    parser.addPositionalArgument("link", "A session link, as the desktop passes it when one is opened.", "[link]");
 
     ParsedOptions parsed;
     if (!parser.parse(arguments)) {
@@ -37,6 +43,14 @@ ParsedOptions parseDemoOptions(const QStringList& arguments) {
         return parsed;
     }
     if (parser.isSet(join)) parsed.options.joinCode = parser.value(join).toStdString();
+    if (parser.isSet(playUser)) {
+        parsed.options.playUserSeconds = parser.value(playUser).toDouble(&ok);
+        if (!ok || *parsed.options.playUserSeconds < 0) {
+            parsed.error = "--play-user needs a number of seconds, 0 or more";
+            return parsed;
+        }
+    }
+    if (parser.isSet(screenshots)) parsed.options.screenshotDir = parser.value(screenshots).toStdString();
     return parsed;
 }
 

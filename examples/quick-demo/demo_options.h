@@ -17,6 +17,11 @@ struct DemoOptions {
     double tourSeconds = 0;
     // Joins this session at start, as if the user had typed the agent's code.
     std::optional<std::string> joinCode;
+    // Plays the person at the device (see demo_user.h), ending the session after this many seconds
+    // of sharing; none: nobody plays the user.
+    std::optional<double> playUserSeconds;
+    // Where the played user keeps screenshots of the shop's window; none: no screenshots.
+    std::optional<std::string> screenshotDir;
 };
 
 // The options, or a message for the user when the command line is wrong.

@@ -2,10 +2,13 @@
 //   halvora-demo-shop --api http://127.0.0.1:4000 --tour 2
 // and let an agent start a session for this device: the shop's screens stream to the agent, the
 // card number and balance on the checkout screen are masked, and the red banner shows while shared.
+// Or ask for help from the shop's header ("Get help"): read the code to the agent, approve, and end
+// the session later by tapping the banner.
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
+#include <QQuickWindow>
 
 #include <cstdio>
 #include <filesystem>
@@ -15,6 +18,7 @@
 #include <halvora/quick.h>
 
 #include "demo_options.h"
+#include "demo_user.h"
 #include "shop_report.h"
 
 namespace {
@@ -52,6 +56,8 @@ int main(int argc, char** argv) {
         qputenv("XDG_DATA_HOME", std::filesystem::absolute(*options.dataDir).string().c_str());
     }
 
+    // The shop starts Halvora itself below, once its service address is known.
+    app.setProperty("HLVAutostart", false);
     halvora::qt::install();
     halvora::platform::Services services;
     auto info = std::make_shared<halvora::platform::StaticAppInfo>();
@@ -60,6 +66,10 @@ int main(int argc, char** argv) {
     info->version = "1.0";
     info->build = "1";
     services.appInfo = info;
+    // Offscreen, there is no browser to show the agent's pages in: log them instead.
+    if (QGuiApplication::platformName() == "offscreen") {
+        services.urlOpener = std::make_shared<halvora::platform::LoggingUrlOpener>();
+    }
     halvora::platform::install(std::move(services));
 
     ShopReport report;  // before the engine, which may still read it while it is destroyed
@@ -76,5 +86,10 @@ int main(int argc, char** argv) {
     std::printf("device %s\n", halvora.deviceId().c_str());
     std::fflush(stdout);
     if (options.joinCode) halvora::Halvora::joinFromOutside(*options.joinCode);
+    if (options.playUserSeconds) {
+        auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
+        const auto sharedFor = std::chrono::milliseconds(static_cast<long long>(*options.playUserSeconds * 1000));
+        new DemoUser(window, sharedFor, QString::fromStdString(options.screenshotDir.value_or("")), &app);
+    }
     return app.exec();
 }

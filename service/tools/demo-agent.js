@@ -1,10 +1,13 @@
-// Plays the support agent for the demo: waits for a device whose notification socket is up,
-// starts a session for it, joins, points and draws, then operates the shop by touch and keyboard
-// (tools/shop-tour.js) while printing what comes back; then ends the session. With --save DIR
-// every frame received is written there as frame-<id>.jpg, so the device's screen as the agent
-// saw it can be looked at afterwards.
-//   node tools/demo-agent.js SERVICE_URL [--save DIR] [--watch SECONDS]
-import { mkdirSync, writeFileSync } from 'node:fs';
+// Plays the support agent for the demo. Agent-started (the default): waits for a device whose
+// notification socket is up, starts a session for it, joins, points and draws, then operates the
+// shop by touch and keyboard (tools/shop-tour.js) while printing what comes back; then ends the
+// session. User-started (--code-from FILE): waits for the user to read out a code (the line
+// "user: reads the code 123-456 ..." that the shop's played user writes to FILE), joins that
+// session, waits for the user's approval, points and draws, and watches until the user ends it.
+// With --save DIR every frame received is written there as frame-<id>.jpg, so the device's screen
+// as the agent saw it can be looked at afterwards.
+//   node tools/demo-agent.js SERVICE_URL [--save DIR] [--watch SECONDS] [--code-from FILE]
+import { existsSync, mkdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { deflateSync } from 'node:zlib';
 import { io } from 'socket.io-client';
@@ -18,8 +21,9 @@ const option = (name) => {
 };
 const saveDir = option('--save');
 const watchSeconds = Number(option('--watch') ?? 1);
+const codeFrom = option('--code-from');
 if (!serviceUrl || serviceUrl.startsWith('--') || !(watchSeconds >= 0)) {
-  console.error('usage: node tools/demo-agent.js SERVICE_URL [--save DIR] [--watch SECONDS]');
+  console.error('usage: node tools/demo-agent.js SERVICE_URL [--save DIR] [--watch SECONDS] [--code-from FILE]');
   process.exit(64);
 }
 if (saveDir) mkdirSync(saveDir, { recursive: true });
@@ -94,15 +98,8 @@ async function reachableDevice() {
   return undefined;
 }
 
-async function main() {
-  const device = await until('a device with its notification socket open', reachableDevice);
-  say(`found device ${device.id}`);
-  const session = await api('POST', `/api/1/agent/devices/${device.id}/sessions`);
-  say(`started session ${session.code}; the device is told over its notification socket`);
-  await until('the device to join', async () => (await api('GET', `/api/1/agent/sessions/${session.id}`)).state === 'active');
-  const joined = await api('POST', `/api/1/agent/sessions/${session.id}/join`, {});
-  say('device joined; connecting as the agent');
-
+// Connects as the agent of a joined session, printing what the device sends.
+async function connect(joined) {
   const socket = io(serviceUrl, { path: '/sockets/1/events', auth: { token: joined.agent_token }, transports: ['websocket'] });
   socket.on('alive', (payload) => say(`alive ${JSON.stringify(payload)}`));
   socket.on('screen', (payload) => say(`screen ${JSON.stringify(payload)}`));
@@ -113,7 +110,10 @@ async function main() {
     }
   });
   await until('the agent socket', () => socket.connected);
+  return socket;
+}
 
+async function pointAndDraw(socket) {
   socket.emit('probe', { n: 1 });
   for (const [x, y] of [[0.2, 0.2], [0.4, 0.3], [0.6, 0.4]]) {
     socket.emit('laser', { type: 'Laser', id: 'l1', state: 'touchmove', x, y });
@@ -122,7 +122,19 @@ async function main() {
   socket.emit('laser', { type: 'Laser', id: 'l1', state: 'touchend', x: 0.6, y: 0.4 });
   socket.emit('drawing', { type: 'Drawing', id: 'd1', image: strokePng(), mime_type: 'image/png', x: 0.1, y: 0.1, width: 0.5, height: 0.2 });
   await pause(1000);
-  socket.emit('drawing', { type: 'Drawing', id: 'd2' }); // cleared before operating the shop
+  socket.emit('drawing', { type: 'Drawing', id: 'd2' });
+}
+
+async function agentStarted() {
+  const device = await until('a device with its notification socket open', reachableDevice);
+  say(`found device ${device.id}`);
+  const session = await api('POST', `/api/1/agent/devices/${device.id}/sessions`);
+  say(`started session ${session.code}; the device is told over its notification socket`);
+  await until('the device to join', async () => (await api('GET', `/api/1/agent/sessions/${session.id}`)).state === 'active');
+  const joined = await api('POST', `/api/1/agent/sessions/${session.id}/join`, {});
+  say('device joined; connecting as the agent');
+  const socket = await connect(joined);
+  await pointAndDraw(socket); // the drawing is cleared before operating the shop
   await operateShop(socket, { say });
   socket.emit('url', { type: 'URL', id: 'u1', url: 'https://example.com/help' });
   socket.emit('sync', {});
@@ -132,6 +144,31 @@ async function main() {
   await api('POST', `/api/1/agent/sessions/${session.id}/end`);
   say('ended the session');
   socket.close();
+}
+
+async function userStarted() {
+  const code = await until('the user to read out a code', () => {
+    if (!existsSync(codeFrom)) return undefined;
+    return readFileSync(codeFrom, 'utf8').match(/^user: reads the code (\d{3})-(\d{3})/m)?.slice(1).join('');
+  });
+  say(`heard the code ${code}`);
+  const session = await until(`a waiting session with code ${code}`, async () => {
+    const { sessions } = await api('GET', '/api/1/agent/sessions');
+    return sessions.find((s) => s.code === code && s.state === 'pending');
+  });
+  const joined = await api('POST', `/api/1/agent/sessions/${session.id}/join`, {});
+  say('joined; waiting for the user to approve');
+  const socket = await connect(joined);
+  await until('the user to approve', async () => (await api('GET', `/api/1/agent/sessions/${session.id}`)).state === 'active');
+  say('the user approved');
+  await pointAndDraw(socket);
+  await until('the user to end the session', async () => (await api('GET', `/api/1/agent/sessions/${session.id}`)).state === 'ended');
+  say('the user ended the session');
+  socket.close();
+}
+
+async function main() {
+  await (codeFrom ? userStarted() : agentStarted());
 }
 
 main().catch((err) => {

@@ -1,8 +1,10 @@
 // The session screens in Qt Quick: every layout with its outlets, and the user-started flow in a
 // real window: pushed onto the application's StackView, the code, approval by a click, the
-// countdown, activation back to the root, then the banner's management screen and its end.
+// countdown, activation back to the root, then the banner's management screen and its end; and the
+// start by itself when the application's event loop is up.
 #include <gtest/gtest.h>
 
+#include <QDesktopServices>
 #include <QQmlComponent>
 #include <QQmlEngine>
 
@@ -153,6 +155,37 @@ TEST_F(SessionScreensTest, TheUserStartedFlowFromCodeToTheBannersEndButton) {
     EXPECT_TRUE(eventually([&] { return !item("end"); }));  // the popup closed and went
     EXPECT_TRUE(eventually([&] { return !Halvora::instance().currentSession(); }));
 }
+
+// Session links the application opens itself, in its own scheme or as https to the link host,
+// join the session they name instead of leaving for the browser.
+TEST_F(SessionScreensTest, LinksTheApplicationOpensJoinTheirSession) {
+    for (const auto& [link, code] : {std::pair{"halvora://link.halvora.io/session/123456", "123456"},
+                                     std::pair{"https://LINK.halvora.io/session/654321", "654321"}}) {
+        SCOPED_TRACE(link);
+        const auto before = http->sent().size();
+        QDesktopServices::openUrl(QUrl(QString::fromLatin1(link)));
+        ASSERT_TRUE(eventually([&] { return http->sent().size() > before; }));
+        EXPECT_NE(http->sent().back().url.find(code), std::string::npos) << http->sent().back().url;
+    }
+}
+
+// The library starts itself about 2 s after the event loop starts, unless the application said no
+// through its "HLVAutostart" property. Each case is its own process: install() happens once.
+void expectAutostart(const QVariant& property, bool started) {
+    if (property.isValid()) QCoreApplication::instance()->setProperty("HLVAutostart", property);
+    auto http = std::make_shared<halvora::testing::FakeHttpClient>();
+    platform::install({.store = std::make_shared<halvora::testing::MemoryStore>(), .http = http,
+                       .sockets = std::make_shared<halvora::testing::FakeSocketFactory>()});
+    install();
+    Halvora::instance().setApi("http://svc");
+    QTest::qWait(1000);
+    EXPECT_EQ(http->sent().size(), 0u) << "started before the application was up";
+    QTest::qWait(2500);
+    EXPECT_EQ(!http->sent().empty(), started);
+}
+
+TEST(QuickAutostart, StartsByItselfOnceTheApplicationIsUp) { expectAutostart({}, true); }
+TEST(QuickAutostart, StaysStoppedWhenTheApplicationPropertySaysNo) { expectAutostart(false, false); }
 
 }  // namespace
 }  // namespace halvora::qt

@@ -1,0 +1,99 @@
+// The user starts the session from the shop: the shop's played user taps "Get help", reads the
+// code out, approves the agent who joined with it, and later ends the session from the banner;
+// the agent must see the session wait for approval, turn active, stream frames, and end. Then a
+// session link given on the command line (as a desktop launches the application for one) must
+// join the session it names.
+//   node user_started_e2e.mjs SERVICE_URL HALVORA_DEMO_SHOP
+import { spawn } from 'node:child_process';
+import { mkdtempSync, readdirSync, rmSync, statSync } from 'node:fs';
+import { createRequire } from 'node:module';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { fileURLToPath } from 'node:url';
+import { agentHarness } from '../support/agent_harness.mjs';
+
+const [serviceUrl, shop] = process.argv.slice(2);
+if (!serviceUrl || !shop) {
+  console.error('usage: node user_started_e2e.mjs SERVICE_URL HALVORA_DEMO_SHOP');
+  process.exit(2);
+}
+const serviceDir = fileURLToPath(new URL('../../service/', import.meta.url));
+const { io } = createRequire(join(serviceDir, 'package.json'))('socket.io-client');
+
+const data = mkdtempSync(join(tmpdir(), 'halvora-user-'));
+const shots = join(data, 'shots');
+let output = '';
+let errors = '';
+let app;
+let agent;
+const { fail, api, until } = agentHarness({
+  serviceUrl,
+  limitMs: 30_000,
+  context: () => `--- shop stdout\n${output}\n--- shop stderr\n${errors.slice(-4000)}`,
+  cleanup: () => {
+    app?.kill('SIGKILL');
+    agent?.close();
+    rmSync(data, { recursive: true, force: true });
+  },
+});
+
+function launch(args) {
+  output = '';
+  errors = '';
+  app = spawn(shop, ['--api', serviceUrl, '--data', join(data, 'settings'), ...args], {
+    stdio: ['ignore', 'pipe', 'pipe'],
+    env: { ...process.env, QT_QPA_PLATFORM: 'offscreen', QT_QUICK_BACKEND: 'software' },
+  });
+  app.stdout.on('data', (chunk) => (output += chunk));
+  app.stderr.on('data', (chunk) => (errors += chunk));
+  app.on('exit', (code, signal) => fail(`the shop exited (${code ?? signal})`));
+}
+
+function stop() {
+  app.removeAllListeners('exit');
+  app.kill('SIGKILL');
+}
+
+const sessionState = async (id) => (await api('GET', `/api/1/agent/sessions/${id}`)).state;
+
+// 1. User-started, approved, ended from the banner.
+launch(['--play-user', '1', '--screenshots', shots]);
+const code = await until('the code read out', () => output.match(/^user: reads the code (\d{3})-(\d{3}) /m)?.slice(1).join(''));
+const session = await until(`the session ${code}`, async () =>
+  (await api('GET', '/api/1/agent/sessions')).sessions.find((s) => s.code === code));
+if (session.state !== 'pending') fail(`the session was ${session.state} before anyone approved it`);
+const joined = await api('POST', `/api/1/agent/sessions/${session.id}/join`);
+agent = io(serviceUrl, { path: '/sockets/1/events', auth: { token: joined.agent_token }, transports: ['websocket'] });
+// A frame that arrived before a state request that was sent later and answered "pending" came
+// before the approval (states only move forward), whatever the timing of the two connections.
+const frameTimes = [];
+agent.on('frame', () => frameTimes.push(Date.now()));
+let pendingAskedAt = 0;
+await until('the session to turn active', async () => {
+  const askedAt = Date.now();
+  const state = await sessionState(session.id);
+  if (state === 'pending') pendingAskedAt = askedAt;
+  return state === 'active';
+});
+if (!output.includes('user: approves the agent')) fail('the session turned active without the approval');
+const framesBeforeApproval = frameTimes.filter((at) => at < pendingAskedAt).length;
+await until('a frame of the active session', () => frameTimes.length > framesBeforeApproval);
+await until('the user to end the session', async () => (await sessionState(session.id)) === 'ended');
+await until('the delegate to hear of the end', () => output.includes(`session ${code} ended`));
+if (framesBeforeApproval > 0) fail(`${framesBeforeApproval} frames reached the agent before the user approved`);
+const frames = frameTimes.length;
+const pictures = readdirSync(shots).filter((name) => statSync(join(shots, name)).size > 0).sort();
+const wanted = ['user-1-code.png', 'user-2-approval.png', 'user-3-countdown.png', 'user-4-shared.png', 'user-5-manage.png'];
+if (JSON.stringify(pictures) !== JSON.stringify(wanted)) fail(`screenshots ${JSON.stringify(pictures)}`);
+agent.close();
+stop();
+console.log(`user-started: code ${code}, approved, ${frames} frames, ended from the banner`);
+
+// 2. A session link on the command line joins the session it names.
+const waiting = await api('POST', '/api/1/sessions');
+launch([`halvora://link.halvora.io/session/${waiting.code}`]);
+await until('the linked session to turn active', async () => (await sessionState(waiting.id)) === 'active');
+stop();
+console.log(`link: session ${waiting.code} joined`);
+rmSync(data, { recursive: true, force: true });
+process.exit(0);
