@@ -26,7 +26,7 @@ let app;
 let service;
 
 const portFile = join(data, 'service.url');
-service = spawn('node', [join(serviceDir, 'src/server.js'), '--port', '0', '--port-file', portFile, '--quiet'],
+service = spawn('node', [join(serviceDir, 'src/server.js'), '--port', '0', '--port-file', portFile, '--quiet', '--memory'],
   { stdio: 'ignore' });
 const readUrl = () => {
   try {

@@ -22,6 +22,8 @@ packages=(
   # The redaction leak test on the OpenGL scene graph: a virtual X server with Mesa's software GL.
   xvfb xauth libgl1-mesa-dri libglx-mesa0
 )
+# better-sqlite3 (the reference service's store) compiles on install: node-gyp needs python3 and make.
+packages+=(python3)
 command -v node >/dev/null 2>&1 || packages+=(nodejs)
 command -v npm >/dev/null 2>&1 || packages+=(npm)
 

@@ -12,7 +12,8 @@ case "$action" in
   start)
     rm -f "$url_file"
     [ -f "$pid_file" ] && kill "$(cat "$pid_file")" 2>/dev/null || true
-    setsid node "$root/service/src/server.js" --port 0 --port-file "$url_file" --quiet \
+    rm -rf "$url_file.data"
+    setsid node "$root/service/src/server.js" --port 0 --port-file "$url_file" --quiet --data "$url_file.data" \
       >"$url_file.log" 2>&1 < /dev/null &
     echo $! > "$pid_file"
     for _ in $(seq 1 100); do
@@ -29,6 +30,7 @@ case "$action" in
       kill "$(cat "$pid_file")" 2>/dev/null || true
       rm -f "$pid_file"
     fi
+    rm -rf "$url_file.data"
     ;;
   *)
     echo "usage: $0 start|stop URL_FILE" >&2

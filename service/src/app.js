@@ -7,6 +7,7 @@ import { createRouter } from './http/router.js';
 import { agentRoutes } from './routes/agent-routes.js';
 import { deviceRoutes } from './routes/device-routes.js';
 import { createSocketServer } from './sockets/socket-server.js';
+import { SqliteState } from './state/sqlite-state.js';
 import { DEFAULT_NEXT_REGISTRATION, Store } from './store.js';
 
 const PARAM_ERRORS = {
@@ -27,12 +28,15 @@ const CLOSE_GRACE_MS = 2000;
 //   log               function(line) for log lines (default: none)
 //   logRequests       log one line per request (default: true when log is given)
 //   generateCode      session code generator, for tests that need collisions
+//   dataDir           keep the state in an SQLite file in this directory (default: memory only)
 export function createService(options = {}) {
   const log = options.log ?? (() => {});
   const logRequests = options.logRequests ?? options.log !== undefined;
   let baseUrl = options.publicUrl ?? '';
 
+  const state = options.dataDir === undefined ? undefined : new SqliteState(options.dataDir);
   const store = new Store({
+    state,
     baseUrl: () => baseUrl,
     nextRegistration: options.nextRegistration ?? DEFAULT_NEXT_REGISTRATION,
     generateCode: options.generateCode,
@@ -114,6 +118,7 @@ export function createService(options = {}) {
     sockets.close();
     return new Promise((resolve, reject) => {
       if (!server.listening) {
+        state?.close();
         resolve();
         return;
       }
@@ -122,6 +127,7 @@ export function createService(options = {}) {
       cutOff.unref();
       server.close((err) => {
         clearTimeout(cutOff);
+        state?.close();
         if (err) reject(err);
         else resolve();
       });

@@ -7,6 +7,9 @@ export const USAGE = `Usage: node src/server.js [options]
   --port-file FILE            write the base URL to FILE once listening
   --public-url URL            base URL to hand out in records instead of the listening address
   --next-registration SECONDS how long devices wait before registering again (default 600)
+  --data DIR                  keep devices, sessions and tokens in DIR/halvora.db, so that a
+                              restart keeps every session (default ./halvora-data)
+  --memory                    keep everything in memory only: a restart forgets it all
   --quiet                     no per-request log lines
   --help                      show this help`;
 
@@ -21,6 +24,8 @@ export function parseCliOptions(argv) {
       'port-file': { type: 'string' },
       'public-url': { type: 'string' },
       'next-registration': { type: 'string' },
+      data: { type: 'string' },
+      memory: { type: 'boolean', default: false },
       quiet: { type: 'boolean', default: false },
       help: { type: 'boolean', default: false },
     },
@@ -38,8 +43,18 @@ export function parseCliOptions(argv) {
       values['next-registration'] === undefined
         ? undefined
         : integerOption('--next-registration', values['next-registration'], 1, 31_536_000),
+    dataDir: dataOption(values),
     quiet: values.quiet,
   };
+}
+
+const DEFAULT_DATA_DIR = 'halvora-data';
+
+function dataOption(values) {
+  if (values.memory && values.data !== undefined) throw new Error('--data and --memory exclude each other');
+  if (values.memory) return undefined;
+  if (values.data === '') throw new Error('--data needs a directory');
+  return values.data ?? DEFAULT_DATA_DIR;
 }
 
 function integerOption(name, text, min, max) {

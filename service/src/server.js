@@ -22,13 +22,20 @@ async function main() {
     return 0;
   }
 
-  const service = createService({
-    nextRegistration: options.nextRegistration,
-    publicUrl: options.publicUrl,
-    allowRemote: options.hostGiven,
-    log: logLine,
-    logRequests: !options.quiet,
-  });
+  let service;
+  try {
+    service = createService({
+      dataDir: options.dataDir,
+      nextRegistration: options.nextRegistration,
+      publicUrl: options.publicUrl,
+      allowRemote: options.hostGiven,
+      log: logLine,
+      logRequests: !options.quiet,
+    });
+  } catch (err) {
+    process.stderr.write(`${err.message}\n`);
+    return 1;
+  }
 
   let baseUrl;
   try {

@@ -22,6 +22,12 @@ export class SessionCodes {
     return code;
   }
 
+  // A code handed out before a restart, read back oldest session first.
+  restore(code, sessionId, live) {
+    this.#newest.set(code, sessionId);
+    if (live) this.#live.add(code);
+  }
+
   release(code) {
     this.#live.delete(code);
   }

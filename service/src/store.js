@@ -8,9 +8,11 @@ import { isSessionCode } from './validate.js';
 
 export const DEFAULT_NEXT_REGISTRATION = 600;
 
-// In-memory devices and sessions. Every change ends in #publish, which emits one 'change'
-// event ({ kind: 'session' | 'device', action: 'created' | 'updated' | 'deleted', record })
-// so the socket layer can push fresh records to whoever is listening.
+// Devices and sessions, worked on in memory. With `state` (an SqliteState) they are read back from
+// it at construction and every change is written through to it before it is announced. Every
+// change ends in #publish, which emits one 'change' event ({ kind: 'session' | 'device', action:
+// 'created' | 'updated' | 'deleted', record }) so the socket layer can push fresh records to
+// whoever is listening.
 export class Store extends EventEmitter {
   #sessions = new Map(); // id -> session, in creation order
   #devices = new Map(); // id -> device, in first-registration order
@@ -20,6 +22,7 @@ export class Store extends EventEmitter {
   #nextRegistration;
   #now;
   #onListenerError;
+  #state;
 
   constructor({
     baseUrl = () => '',
@@ -27,6 +30,7 @@ export class Store extends EventEmitter {
     now = () => new Date(),
     generateCode,
     onListenerError = () => {},
+    state,
   } = {}) {
     super();
     this.#baseUrl = baseUrl;
@@ -34,6 +38,8 @@ export class Store extends EventEmitter {
     this.#now = now;
     this.#codes = new SessionCodes({ generate: generateCode });
     this.#onListenerError = onListenerError;
+    this.#state = state;
+    if (state) this.#restore(state.load());
   }
 
   // ---- sessions ----
@@ -167,6 +173,20 @@ export class Store extends EventEmitter {
 
   // ---- internals ----
 
+  #restore({ sessions, devices }) {
+    for (const session of sessions) {
+      this.#sessions.set(session.id, session);
+      this.#codes.restore(session.code, session.id, session.state !== 'ended');
+      for (const channel of ['control', 'stream', 'agent']) {
+        this.#tokens.set(session[`${channel}Token`], { channel, id: session.id });
+      }
+    }
+    for (const device of devices) {
+      this.#devices.set(device.id, device);
+      this.#tokens.set(device.notificationToken, { channel: 'notification', id: device.id });
+    }
+  }
+
   #findSession(ref) {
     const id = isSessionCode(ref) ? this.#codes.sessionIdFor(ref) : ref;
     const session = id === undefined ? undefined : this.#sessions.get(id);
@@ -207,10 +227,13 @@ export class Store extends EventEmitter {
   }
 
   #commitSession(session, action) {
+    this.#state?.saveSession(session);
     return this.#publish('session', action, this.#sessionRecord(session));
   }
 
   #commitDevice(device, action) {
+    if (action === 'deleted') this.#state?.deleteDevice(device.id);
+    else this.#state?.saveDevice(device);
     return this.#publish('device', action, this.#deviceRecord(device));
   }
 

@@ -15,7 +15,7 @@ test('the command line service announces itself, writes the port file, logs requ
   const dir = await mkdtemp(join(tmpdir(), 'halvora-service-'));
   t.after(() => rm(dir, { recursive: true, force: true }));
   const portFile = join(dir, 'service.url');
-  const args = [SERVER, '--port', '0', '--port-file', portFile, '--next-registration', '45'];
+  const args = [SERVER, '--port', '0', '--port-file', portFile, '--next-registration', '45', '--data', join(dir, 'state')];
   const child = spawn(process.execPath, args, { stdio: ['ignore', 'pipe', 'pipe'] });
   t.after(() => child.kill('SIGKILL'));
   const exited = once(child, 'exit');

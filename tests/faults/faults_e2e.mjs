@@ -5,8 +5,8 @@
 // must decode as a JPEG whose longer side is at most 500 pixels and, once the checkout screen has
 // been announced, show no pixel of its sensitive items' colour (#ff00cc, used nowhere else).
 // After each fault the stream must come back by itself within a bounded time, without a storm of
-// reconnections; when the service is killed and restarted without the session, the device must end
-// it locally. The shop must never crash, and its open files and threads must not grow.
+// reconnections; when the service is killed and restarted with its data, the session and its stream
+// must resume; restarted without it (in memory only), the device must end the session locally. The shop must never crash, and its open files and threads must not grow.
 import { spawn } from 'node:child_process';
 import { mkdtempSync, readdirSync, readFileSync, rmSync } from 'node:fs';
 import net from 'node:net';
@@ -61,10 +61,11 @@ const { fail, api, until, deviceReady } = agentHarness({
 });
 
 // The service hands out the proxy's address, so every connection of the device crosses it.
-async function startService() {
+async function startService({ memory = false } = {}) {
   const portFile = join(data, `service-${Date.now()}.url`);
+  const state = memory ? ['--memory'] : ['--data', join(data, 'service-state')];
   service = spawn('node', [join(serviceDir, 'src/server.js'), '--port', String(servicePort), '--port-file', portFile,
-    '--public-url', proxy.url, '--quiet'], { stdio: 'ignore' });
+    '--public-url', proxy.url, '--quiet', ...state], { stdio: 'ignore' });
   await until('the service to listen', () => {
     try {
       return readFileSync(portFile, 'utf8').length > 0;
@@ -169,11 +170,27 @@ for (const mode of ['silent', 'garbage']) {
   });
 }
 
-// Killed and restarted: the new service knows nothing of the session, so the device ends it.
-const killedAt = Date.now();
-service.kill('SIGKILL');
-await new Promise((resolve) => service.once('exit', resolve));
+async function killService() {
+  service.kill('SIGKILL');
+  await new Promise((resolve) => service.once('exit', resolve));
+}
+
+// Killed and restarted with its data: the session is still there, the device and the agent
+// reconnect with their tokens, and frames flow again.
+await framesFlowSince(Date.now());
+const restartedAt = Date.now();
+await killService();
 await startService();
+await framesFlowSince(Date.now());
+const resumed = await api('GET', `/api/1/agent/sessions/${session.id}`);
+if (resumed.state !== 'active') fail(`after a restart with its data the session is ${resumed.state}`);
+console.log(`service restarted with its data: frames back after ${lastFrameAt - restartedAt} ms`);
+
+// Killed and restarted in memory only: the new service knows nothing of the session, so the device
+// ends it.
+const killedAt = Date.now();
+await killService();
+await startService({ memory: true });
 await until('the device to end the session the service forgot', () => output.includes(`session ${session.code} ended`));
 console.log(`service restarted: the session ended on the device after ${Date.now() - killedAt} ms`);
 const connectionsAfterEnd = proxy.connections;

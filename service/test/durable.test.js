@@ -1,0 +1,88 @@
+import assert from 'node:assert/strict';
+import { mkdtemp, rm, writeFile } from 'node:fs/promises';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { test } from 'node:test';
+import Database from 'better-sqlite3';
+import { createService } from '../src/app.js';
+import { parseCliOptions } from '../src/cli-options.js';
+import { DATABASE_FILE } from '../src/state/sqlite-state.js';
+import { openSocket } from '../test-support/socket-client.js';
+
+const PUBLIC_URL = 'http://svc.test';
+
+async function tempDir(t) {
+  const dir = await mkdtemp(join(tmpdir(), 'halvora-state-'));
+  t.after(() => rm(dir, { recursive: true, force: true }));
+  return dir;
+}
+
+// A service on `dir`; its records name a fixed public URL, so they compare equal across restarts.
+async function open(dir, options = {}) {
+  const service = createService({ dataDir: dir, publicUrl: PUBLIC_URL, ...options });
+  await service.listen(0);
+  return { service, store: service.store, address: `http://127.0.0.1:${service.server.address().port}` };
+}
+
+test('a restart keeps devices, sessions in every state, their tokens and their codes', async (t) => {
+  const dir = await tempDir(t);
+  const first = await open(dir);
+  const { store } = first;
+  store.registerDevice('D1', { pushToken: 'p', pushProvider: 'none', device: { model: 'M' }, customData: { a: 1 } });
+  store.registerDevice('D2', { pushToken: '', pushProvider: 'none', device: {} });
+  store.removeDevice('D2');
+  const active = store.startSessionForDevice('D1');
+  store.joinSession(active.id, { id: 'agent-7', name: 'Dana' });
+  store.changeSessionState(active.id, { state: 'active', device: { name: 'phone' }, customData: { b: 2 } });
+  const rotated = store.rotateSessionTokens(active.id);
+  const ended = store.createSession();
+  store.endSession(ended.id);
+  const pending = store.createSession();
+  const oldStreamToken = active.stream_token;
+  const before = { sessions: store.listSessions(), devices: store.listDevices() };
+  await first.service.close();
+
+  // The live codes stay taken: a generator that offers them first must be refused them.
+  const offered = [pending.code, rotated.code, '123456'];
+  const second = await open(dir, { generateCode: () => offered.shift() ?? '654321' });
+  t.after(() => second.service.close());
+  assert.deepEqual({ sessions: second.store.listSessions(), devices: second.store.listDevices() }, before);
+  for (const [ref, id] of [[pending.code, pending.id], [rotated.code, active.id], [ended.code, ended.id]]) {
+    assert.equal(second.store.getSession(ref).id, id, `code ${ref}`);
+  }
+  assert.equal(second.store.createSession().code, '123456');
+  assert.deepEqual(second.store.resolveToken(rotated.stream_token), { channel: 'stream', sessionId: active.id });
+  assert.equal(second.store.resolveToken(oldStreamToken), undefined);
+  assert.deepEqual(second.store.resolveToken(before.devices[0].notification_token), { channel: 'notification', deviceId: 'D1' });
+
+  // The device's stream reconnects with the token it already has.
+  const socket = await openSocket(second.address, { header: rotated.stream_token });
+  socket.close();
+});
+
+test('a data file that is not ours, or from a newer service, is refused with a clear error', async (t) => {
+  const cases = [
+    ['not a database', async (dir) => writeFile(join(dir, DATABASE_FILE), 'x'.repeat(4096)), /not a Halvora data file|Cannot open/],
+    ['a newer schema', async (dir) => {
+      const db = new Database(join(dir, DATABASE_FILE));
+      db.pragma('user_version = 99');
+      db.close();
+    }, /written by a newer service \(schema 99/],
+  ];
+  for (const [name, prepare, message] of cases) {
+    const dir = await tempDir(t);
+    await prepare(dir);
+    assert.throws(() => createService({ dataDir: dir }), message, name);
+  }
+});
+
+test('the command line keeps state in ./halvora-data unless given a directory or told to keep it in memory', () => {
+  const cases = [
+    [[], 'halvora-data'],
+    [['--data', '/var/lib/halvora'], '/var/lib/halvora'],
+    [['--memory'], undefined],
+  ];
+  for (const [args, dataDir] of cases) assert.equal(parseCliOptions(args).dataDir, dataDir, args.join(' '));
+  assert.throws(() => parseCliOptions(['--memory', '--data', 'x']), /exclude each other/);
+  assert.throws(() => parseCliOptions(['--data', '']), /needs a directory/);
+});
