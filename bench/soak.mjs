@@ -11,6 +11,7 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { agentHarness } from '../tests/support/agent_harness.mjs';
+import { startServiceProcess } from '../tests/support/service_process.mjs';
 
 const [shop, minutes = '30', sessions = '200'] = process.argv.slice(2);
 if (!shop) {
@@ -25,18 +26,9 @@ let output = '';
 let app;
 let service;
 
-const portFile = join(data, 'service.url');
-service = spawn('node', [join(serviceDir, 'src/server.js'), '--port', '0', '--port-file', portFile, '--quiet', '--memory'],
-  { stdio: 'ignore' });
-const readUrl = () => {
-  try {
-    return readFileSync(portFile, 'utf8').trim();
-  } catch {
-    return '';
-  }
-};
-for (let i = 0; i < 100 && !readUrl(); i += 1) await sleep(100);
-const serviceUrl = readUrl();
+const started = await startServiceProcess(data);
+service = started.process;
+const serviceUrl = started.url;
 const { fail, api, until, deviceReady } = agentHarness({
   serviceUrl,
   limitMs: 30_000,
@@ -47,7 +39,6 @@ const { fail, api, until, deviceReady } = agentHarness({
     rmSync(data, { recursive: true, force: true });
   },
 });
-if (!serviceUrl) fail('the service did not start');
 
 app = spawn(shop, ['--api', serviceUrl, '--data', data, '--tour', '0.5'], {
   stdio: ['ignore', 'pipe', 'ignore'],

@@ -29,6 +29,28 @@ ApplicationWindow {
         }
     }
 
+    // The latency probe (--latency-probe MS): a strip across the bottom that takes the next of eight
+    // colours every MS milliseconds, each change announced on standard output (bench/latency.mjs).
+    Rectangle {
+        id: probe
+        property int change: 0
+        readonly property var colours: ["#ff0000", "#00ff00", "#0000ff", "#ffff00", "#00ffff", "#ff00ff", "#ffffff", "#000000"]
+        visible: demoProbeMs > 0
+        z: 1000
+        anchors { left: parent.left; right: parent.right; bottom: parent.bottom }
+        height: 80
+        color: colours[change % colours.length]
+        Timer {
+            interval: Math.max(50, demoProbeMs)
+            running: demoProbeMs > 0
+            repeat: true
+            onTriggered: {
+                probe.change += 1
+                shop.mark(probe.change)
+            }
+        }
+    }
+
     // The tour: checkout, back, profile, back, and again.
     property int tourStep: 0
     Timer {

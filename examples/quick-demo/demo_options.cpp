@@ -18,7 +18,9 @@ ParsedOptions parseDemoOptions(const QStringList& arguments) {
                                       "SECONDS");
     const QCommandLineOption screenshots("screenshots", "Keep screenshots of the played user's screens in DIR.",
                                          "DIR");
-    parser.addOptions({api, data, tour, join, playUser, screenshots});
+    const QCommandLineOption probe("latency-probe", "Change a coloured strip every MS milliseconds, printing each change.",
+                                   "MS", "0");
+    parser.addOptions({api, data, tour, join, playUser, screenshots, probe});
     parser.addPositionalArgument("link", "A session link, as the desktop passes it when one is opened.", "[link]");
 
     ParsedOptions parsed;
@@ -49,6 +51,11 @@ ParsedOptions parseDemoOptions(const QStringList& arguments) {
             parsed.error = "--play-user needs a number of seconds, 0 or more";
             return parsed;
         }
+    }
+    parsed.options.probeMs = parser.value(probe).toInt(&ok);
+    if (!ok || parsed.options.probeMs < 0) {
+        parsed.error = "--latency-probe needs a number of milliseconds, 0 or more";
+        return parsed;
     }
     if (parser.isSet(screenshots)) parsed.options.screenshotDir = parser.value(screenshots).toStdString();
     return parsed;

@@ -20,6 +20,8 @@ struct DemoOptions {
     // Plays the person at the device (see demo_user.h), ending the session after this many seconds
     // of sharing; none: nobody plays the user.
     std::optional<double> playUserSeconds;
+    // Changes the latency probe's colour every this many milliseconds (0: no probe).
+    int probeMs = 0;
     // Where the played user keeps screenshots of the shop's window; none: no screenshots.
     std::optional<std::string> screenshotDir;
 };

@@ -75,6 +75,7 @@ int main(int argc, char** argv) {
     ShopReport report;  // before the engine, which may still read it while it is destroyed
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("demoTourSeconds", options.tourSeconds);
+    engine.rootContext()->setContextProperty("demoProbeMs", options.probeMs);
     engine.rootContext()->setContextProperty("shop", &report);
     engine.load(QUrl(QStringLiteral("qrc:/HalvoraDemo/Main.qml")));
     if (engine.rootObjects().isEmpty()) return 1;
