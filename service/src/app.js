@@ -1,9 +1,8 @@
-import http from 'node:http';
-import { HttpError, notFound } from './errors.js';
+import Fastify from 'fastify';
+import { HttpError, payloadTooLarge } from './errors.js';
 import { baseUrlFor, isLoopbackHost } from './http/address.js';
-import { parseJsonBody, readRawBody } from './http/body.js';
-import { sendJson } from './http/respond.js';
-import { createRouter } from './http/router.js';
+import { MAX_BODY_BYTES } from './http/body.js';
+import { registerRoutes, sendJson } from './http/routes.js';
 import { agentRoutes } from './routes/agent-routes.js';
 import { deviceRoutes } from './routes/device-routes.js';
 import { createSocketServer } from './sockets/socket-server.js';
@@ -17,9 +16,9 @@ const PARAM_ERRORS = {
 const LOGGED_PATH_MAX = 200;
 const CLOSE_GRACE_MS = 2000;
 
-// Builds the service without listening, so tests can run it in-process. The request handler
-// is the server's plain 'request' listener; the socket.io server attached to the same
-// http.Server takes over its own path and hands every other request to it.
+// Builds the service without listening, so tests can run it in-process: a Fastify application
+// for the REST API, with the official socket.io server attached to the same http.Server, where it
+// takes over its own path.
 //
 // options:
 //   nextRegistration  seconds until a device should register again (default 600)
@@ -42,97 +41,74 @@ export function createService(options = {}) {
     generateCode: options.generateCode,
     onListenerError: (err) => log(`change listener failed: ${describe(err)}`),
   });
-  const server = http.createServer((req, res) => {
-    handleRequest(req, res).catch((err) => {
-      // Only reachable if writing the error answer itself failed.
-      log(`request handling failed: ${describe(err)}`);
-      res.destroy();
-    });
+
+  const app = Fastify({
+    bodyLimit: MAX_BODY_BYTES,
+    // The API's own answers say what is wrong; HEAD and OPTIONS are not offered.
+    exposeHeadRoutes: false,
+    // One trailing slash is forgiven; ids longer than the router's default reach the routes, which
+    // refuse them with their own message.
+    routerOptions: { ignoreTrailingSlash: true, maxParamLength: 1000 },
   });
-  const sockets = createSocketServer({ server, store, log });
-  const route = createRouter([...deviceRoutes(store), ...agentRoutes(store, sockets)], PARAM_ERRORS);
+  // Bodies are read raw, whatever their declared type, and parsed as JSON by the routes that
+  // take one: the device SDK's content type is not something to be strict about.
+  app.removeAllContentTypeParsers();
+  app.addContentTypeParser('*', { parseAs: 'buffer' }, (request, body, done) => done(null, body));
 
-  async function handleRequest(req, res) {
-    const started = process.hrtime.bigint();
-    const pathname = pathOf(req.url);
-    if (logRequests) {
-      res.on('close', () => {
+  if (logRequests) {
+    app.addHook('onRequest', async (request, reply) => {
+      const started = process.hrtime.bigint();
+      reply.raw.on('close', () => {
         const ms = Number((process.hrtime.bigint() - started) / 1_000_000n);
-        const status = res.writableFinished ? res.statusCode : 'aborted';
-        log(`${req.method} ${truncate(pathname)} ${status} ${ms}ms`);
-      });
-    }
-    try {
-      const match = route(req.method, pathname);
-      if (!match) throw notFound();
-      let body;
-      const readBody = () => (body ??= readRawBody(req).then(parseJsonBody));
-      const answer = await match.handler({ params: match.params, readBody });
-      sendJson(res, answer.status, answer.body);
-    } catch (err) {
-      sendError(req, res, pathname, err);
-    }
-  }
-
-  function sendError(req, res, pathname, err) {
-    if (res.destroyed) return; // the client is gone; there is no one to answer
-    if (res.headersSent) {
-      log(`${req.method} ${truncate(pathname)} failed after answering: ${describe(err)}`);
-      res.destroy();
-      return;
-    }
-    if (!(err instanceof HttpError)) {
-      log(`${req.method} ${truncate(pathname)} failed: ${describe(err)}`);
-      sendJson(res, 500, { message: 'Internal error' });
-      return;
-    }
-    if (err.stopReading) {
-      // The rest of an oversized body is never read: answer, then drop the connection.
-      res.on('finish', () => {
-        req.socket.end();
-        setTimeout(() => req.socket.destroy(), CLOSE_GRACE_MS).unref();
-      });
-      sendJson(res, err.status, { message: err.message }, { ...err.headers, Connection: 'close' });
-      return;
-    }
-    sendJson(res, err.status, { message: err.message }, err.headers);
-  }
-
-  function listen(port = 0, host = '127.0.0.1') {
-    if (!options.allowRemote && !isLoopbackHost(host)) {
-      return Promise.reject(new Error(`Refusing to listen on ${host}: not a loopback address`));
-    }
-    return new Promise((resolve, reject) => {
-      const onError = (err) => reject(err);
-      server.once('error', onError);
-      server.listen({ port, host }, () => {
-        server.off('error', onError);
-        baseUrl = options.publicUrl ?? baseUrlFor(server.address());
-        resolve(baseUrl);
+        const status = reply.raw.writableFinished ? reply.raw.statusCode : 'aborted';
+        log(`${request.method} ${truncate(pathOf(request.url))} ${status} ${ms}ms`);
       });
     });
   }
+  app.setNotFoundHandler(async (request, reply) => sendJson(reply, 404, { message: 'Not found' }));
+  app.setErrorHandler(async (err, request, reply) => {
+    if (err.code === 'FST_ERR_CTP_BODY_TOO_LARGE') {
+      // The rest of an oversized body is never read: answer, then drop the connection.
+      reply.raw.on('finish', () => {
+        request.raw.socket.end();
+        setTimeout(() => request.raw.socket.destroy(), CLOSE_GRACE_MS).unref();
+      });
+      const tooLarge = payloadTooLarge(`Request body is larger than ${MAX_BODY_BYTES} bytes`);
+      return sendJson(reply, tooLarge.status, { message: tooLarge.message }, { Connection: 'close' });
+    }
+    if (err instanceof HttpError) return sendJson(reply, err.status, { message: err.message }, err.headers);
+    if (Number.isInteger(err.statusCode) && err.statusCode >= 400 && err.statusCode < 500) {
+      return sendJson(reply, err.statusCode, { message: err.message });
+    }
+    log(`${request.method} ${truncate(pathOf(request.url))} failed: ${describe(err)}`);
+    return sendJson(reply, 500, { message: 'Internal error' });
+  });
 
-  function close() {
+  const server = app.server;
+  const sockets = createSocketServer({ server, store, log });
+  registerRoutes(app, [...deviceRoutes(store), ...agentRoutes(store, sockets)], PARAM_ERRORS);
+
+  async function listen(port = 0, host = '127.0.0.1') {
+    if (!options.allowRemote && !isLoopbackHost(host)) {
+      throw new Error(`Refusing to listen on ${host}: not a loopback address`);
+    }
+    await app.listen({ port, host });
+    baseUrl = options.publicUrl ?? baseUrlFor(server.address());
+    return baseUrl;
+  }
+
+  async function close() {
     // Socket connections never go idle on their own; they are dropped first.
     sockets.close();
-    return new Promise((resolve, reject) => {
-      if (!server.listening) {
-        state?.close();
-        resolve();
-        return;
-      }
-      // Requests still running get a moment to finish before their connections are cut.
-      const cutOff = setTimeout(() => server.closeAllConnections?.(), CLOSE_GRACE_MS);
-      cutOff.unref();
-      server.close((err) => {
-        clearTimeout(cutOff);
-        state?.close();
-        if (err) reject(err);
-        else resolve();
-      });
-      server.closeIdleConnections?.();
-    });
+    // Requests still running get a moment to finish before their connections are cut.
+    const cutOff = setTimeout(() => server.closeAllConnections?.(), CLOSE_GRACE_MS);
+    cutOff.unref();
+    try {
+      await app.close();
+    } finally {
+      clearTimeout(cutOff);
+      state?.close();
+    }
   }
 
   return {

@@ -1,0 +1,50 @@
+import { badRequest, methodNotAllowed } from '../errors.js';
+import { isValidId } from '../validate.js';
+import { parseJsonBody } from './body.js';
+
+const METHODS = ['GET', 'HEAD', 'POST', 'PUT', 'DELETE', 'PATCH', 'OPTIONS'];
+
+// Registers route tables ({ path: '/api/1/sessions/:session', methods: { GET: handler } }) on a
+// Fastify instance. Every path parameter is an id-like value; a malformed one is answered with
+// the message given for that parameter name. A known path asked with another method is a 405
+// with Allow. Handlers get { params, readBody } and return { status, body }; readBody parses the
+// raw body as JSON (an empty body is none).
+export function registerRoutes(app, routes, paramErrors) {
+  for (const { path, methods } of routes) {
+    const allowed = Object.keys(methods);
+    for (const [method, handler] of Object.entries(methods)) {
+      app.route({
+        method,
+        url: path,
+        handler: async (request, reply) => {
+          checkParams(request.params, paramErrors);
+          let body;
+          const readBody = async () => (body ??= parseJsonBody(request.body ?? Buffer.alloc(0)));
+          const answer = await handler({ params: request.params, readBody });
+          sendJson(reply, answer.status, answer.body);
+        },
+      });
+    }
+    app.route({
+      method: METHODS.filter((method) => !allowed.includes(method)),
+      url: path,
+      handler: async () => {
+        throw methodNotAllowed(allowed);
+      },
+    });
+  }
+}
+
+function checkParams(params, paramErrors) {
+  for (const [name, value] of Object.entries(params)) {
+    if (!isValidId(value)) throw badRequest(paramErrors[name] ?? `Invalid ${name}`);
+  }
+}
+
+// Every answer is JSON; records carry bearer tokens, so nothing may be cached.
+export function sendJson(reply, status, body, headers = {}) {
+  return reply
+    .code(status)
+    .headers({ 'Content-Type': 'application/json; charset=utf-8', 'Cache-Control': 'no-store', ...headers })
+    .send(JSON.stringify(body));
+}
