@@ -3,6 +3,7 @@ import { HttpError, payloadTooLarge } from './errors.js';
 import { baseUrlFor, isLoopbackHost } from './http/address.js';
 import { MAX_BODY_BYTES } from './http/body.js';
 import { registerRoutes, sendJson } from './http/routes.js';
+import { createMetrics } from './metrics.js';
 import { agentRoutes } from './routes/agent-routes.js';
 import { deviceRoutes } from './routes/device-routes.js';
 import { createSocketServer } from './sockets/socket-server.js';
@@ -85,8 +86,22 @@ export function createService(options = {}) {
   });
 
   const server = app.server;
-  const sockets = createSocketServer({ server, store, log });
+  const metrics = createMetrics(store);
+  const sockets = createSocketServer({ server, store, log, metrics });
+  metrics.countReachableDevices(sockets.reachableDeviceCount);
   registerRoutes(app, [...deviceRoutes(store), ...agentRoutes(store, sockets)], PARAM_ERRORS);
+  // For load balancers and monitoring; both say nothing about any one device or session.
+  app.get('/healthz', async (request, reply) => {
+    try {
+      state?.ping();
+    } catch (err) {
+      log(`health check failed: ${describe(err)}`);
+      return sendJson(reply, 503, { status: 'unavailable', message: 'The data file cannot be read' });
+    }
+    return sendJson(reply, 200, { status: 'ok' });
+  });
+  app.get('/metrics', async (request, reply) =>
+    reply.code(200).headers({ 'Content-Type': metrics.contentType, 'Cache-Control': 'no-store' }).send(await metrics.text()));
 
   async function listen(port = 0, host = '127.0.0.1') {
     if (!options.allowRemote && !isLoopbackHost(host)) {

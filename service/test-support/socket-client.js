@@ -1,4 +1,5 @@
 import assert from 'node:assert/strict';
+import { after } from 'node:test';
 import { io } from 'socket.io-client';
 import { eventually } from './start-service.js';
 
@@ -43,4 +44,19 @@ export function nth(socket, event, n) {
     assert.ok(received(socket, event).length >= n, `no ${event} #${n}`);
     return received(socket, event)[n - 1];
   });
+}
+
+// A connect function for one test file: sockets to `ctx`'s service, all closed (and the service
+// with them) after the file's tests.
+export function socketsFor(ctx) {
+  const opened = [];
+  after(async () => {
+    for (const socket of opened) socket.close();
+    await ctx.close();
+  });
+  return async (options) => {
+    const socket = await openSocket(ctx.baseUrl, options);
+    opened.push(socket);
+    return socket;
+  };
 }

@@ -1,20 +1,10 @@
 import assert from 'node:assert/strict';
-import { after, test } from 'node:test';
-import { nth, openSocket, received } from '../test-support/socket-client.js';
+import { test } from 'node:test';
+import { nth, received, socketsFor } from '../test-support/socket-client.js';
 import { eventually, expectError, startService } from '../test-support/start-service.js';
 
 const ctx = await startService();
-const opened = [];
-after(async () => {
-  for (const socket of opened) socket.close();
-  await ctx.close();
-});
-
-const connect = async (options) => {
-  const socket = await openSocket(ctx.baseUrl, options);
-  opened.push(socket);
-  return socket;
-};
+const connect = socketsFor(ctx);
 const post = async (path) => (await ctx.api('POST', path)).body;
 const newSession = () => post('/api/1/sessions');
 const join = (session) => post(`/api/1/agent/sessions/${session.id}/join`);

@@ -33,3 +33,12 @@ export function sessionSocketCounts(namespace, sessionId) {
 export function deviceSocketCounts(namespace, deviceId) {
   return { notification: countIn(namespace, rooms.notification(deviceId)) };
 }
+
+// Devices with at least one notification connection open.
+export function reachableDeviceCount(namespace) {
+  let count = 0;
+  for (const [room, members] of namespace.adapter.rooms) {
+    if (room.startsWith(rooms.notification('')) && members.size > 0) count += 1;
+  }
+  return count;
+}

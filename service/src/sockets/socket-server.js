@@ -1,6 +1,7 @@
 import { Server } from 'socket.io';
 import {
   deviceSocketCounts,
+  reachableDeviceCount,
   roomFor,
   rooms,
   sessionSocketCounts,
@@ -17,7 +18,8 @@ export const MAX_MESSAGE_BYTES = 10 * 1024 * 1024;
 // The realtime side of the service, on the same http.Server as the REST API. One namespace
 // ("/"); the bearer token decides the channel (control, stream, agent or notification) and so
 // the room a socket joins.
-export function createSocketServer({ server, store, log }) {
+// `metrics` (optional) hears of every frame relayed.
+export function createSocketServer({ server, store, log, metrics }) {
   const io = new Server(server, {
     path: SOCKET_PATH,
     // Without the trailing-slash requirement both ".../events/?EIO=4" and ".../events?EIO=4" work.
@@ -87,8 +89,14 @@ export function createSocketServer({ server, store, log }) {
       log(`socket event dropped: ${event} on ${describe(socket)}: ${error}`);
       return;
     }
+    const arrived = process.hrtime.bigint();
     if (toAgent) latest.remember(sessionId, event, payload);
     namespace.to(toDevice ? rooms.stream(sessionId) : rooms.agent(sessionId)).emit(event, payload);
+    if (event === 'frame' && metrics) {
+      const image = payload.image;
+      const bytes = Buffer.isBuffer(image) || ArrayBuffer.isView(image) ? image.byteLength : 0;
+      metrics.frameRelayed(bytes, Number(process.hrtime.bigint() - arrived) / 1e9);
+    }
   }
 
   function onStoreChange({ kind, action, record }) {
@@ -124,6 +132,7 @@ export function createSocketServer({ server, store, log }) {
     sessionSocketCounts: (sessionId) => sessionSocketCounts(namespace, sessionId),
     sessionFrameIds: (sessionId) => latest.frameIds(sessionId),
     deviceSocketCounts: (deviceId) => deviceSocketCounts(namespace, deviceId),
+    reachableDeviceCount: () => reachableDeviceCount(namespace),
     // Drops every connection, including ones that never joined the namespace, as a transport
     // close (clients may come back once a service listens again). The http.Server itself is
     // left to its owner.

@@ -57,6 +57,11 @@ export class SqliteState {
     this.#statements.deleteDevice.run(id);
   }
 
+  // Throws when the file can no longer be read.
+  ping() {
+    this.#db.prepare('SELECT 1').get();
+  }
+
   close() {
     if (this.#db.open) this.#db.close();
   }
