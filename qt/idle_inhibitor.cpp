@@ -5,11 +5,13 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-
-#include "halvora/platform/log.h"
+#include <QLoggingCategory>
 
 namespace halvora::qt {
 namespace {
+// A desktop without the screensaver service is common and harmless: a debug line, shown with
+// QT_LOGGING_RULES="halvora.idle.debug=true".
+Q_LOGGING_CATEGORY(lcIdle, "halvora.idle", QtInfoMsg)
 const QString kService = QStringLiteral("org.freedesktop.ScreenSaver");
 const QString kPath = QStringLiteral("/org/freedesktop/ScreenSaver");
 }  // namespace
@@ -30,7 +32,7 @@ void IdleInhibitor::inhibit() {
     if (holding_ || pending_) return;
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        if (!reportedUnavailable_) platform::log("Halvora: no session bus, so the screen saver is not held off");
+        if (!reportedUnavailable_) qCDebug(lcIdle) << "no session bus, so the screen saver is not held off";
         reportedUnavailable_ = true;
         return;
     }
@@ -43,9 +45,7 @@ void IdleInhibitor::inhibit() {
         pending_ = false;
         QDBusPendingReply<quint32> reply = *watcher;
         if (reply.isError()) {
-            if (!reportedUnavailable_) {
-                platform::log("Halvora: the screen saver is not held off: " + reply.error().message().toStdString());
-            }
+            if (!reportedUnavailable_) qCDebug(lcIdle) << "the screen saver is not held off:" << reply.error().message();
             reportedUnavailable_ = true;
             return;
         }
