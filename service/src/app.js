@@ -1,4 +1,6 @@
+import fastifyCookie from '@fastify/cookie';
 import Fastify from 'fastify';
+import { SignInThrottle } from './agents/sign-in-throttle.js';
 import { HttpError, payloadTooLarge } from './errors.js';
 import { baseUrlFor, isLoopbackHost } from './http/address.js';
 import { MAX_BODY_BYTES } from './http/body.js';
@@ -6,6 +8,7 @@ import { registerRoutes, sendJson } from './http/routes.js';
 import { createMetrics } from './metrics.js';
 import { agentRoutes } from './routes/agent-routes.js';
 import { deviceRoutes } from './routes/device-routes.js';
+import { signInRoutes } from './routes/sign-in-routes.js';
 import { createSocketServer } from './sockets/socket-server.js';
 import { SqliteState } from './state/sqlite-state.js';
 import { DEFAULT_NEXT_REGISTRATION, Store } from './store.js';
@@ -29,6 +32,7 @@ const CLOSE_GRACE_MS = 2000;
 //   logRequests       log one line per request (default: true when log is given)
 //   generateCode      session code generator, for tests that need collisions
 //   dataDir           keep the state in an SQLite file in this directory (default: memory only)
+//   signInThrottle    a SignInThrottle, for tests that need their own clock
 export function createService(options = {}) {
   const log = options.log ?? (() => {});
   const logRequests = options.logRequests ?? options.log !== undefined;
@@ -85,11 +89,36 @@ export function createService(options = {}) {
     return sendJson(reply, 500, { message: 'Internal error' });
   });
 
+  app.register(fastifyCookie);
+  // A browser page of another site must not change anything here with an agent's cookie: requests
+  // that change state and say where they come from must come from the service's own pages.
+  // Clients that are not browsers send no Origin and are judged by their credentials alone.
+  app.addHook('onRequest', async (request) => {
+    const origin = request.headers.origin;
+    if (origin === undefined || request.method === 'GET' || request.method === 'HEAD') return;
+    if (!isOwnOrigin(origin, request.headers.host)) throw new HttpError(403, 'Cross-origin request refused');
+  });
+  // The address the client asked for (a proxy passes the Host on) or the public URL.
+  const isOwnOrigin = (origin, host) => {
+    let given;
+    try {
+      given = new URL(origin);
+    } catch {
+      return false;
+    }
+    return given.host === host || (baseUrl !== '' && given.origin === new URL(baseUrl).origin);
+  };
+  const isSecure = (request) => request.protocol === 'https' || baseUrl.startsWith('https:');
+
   const server = app.server;
   const metrics = createMetrics(store);
-  const sockets = createSocketServer({ server, store, log, metrics });
+  const sockets = createSocketServer({
+    server, store, log, metrics, allowOrigin: (req) => isOwnOrigin(req.headers.origin, req.headers.host),
+  });
   metrics.countReachableDevices(sockets.reachableDeviceCount);
-  registerRoutes(app, [...deviceRoutes(store), ...agentRoutes(store, sockets)], PARAM_ERRORS);
+  const throttle = options.signInThrottle ?? new SignInThrottle();
+  registerRoutes(app, [...deviceRoutes(store), ...signInRoutes(store, throttle, { isSecure }), ...agentRoutes(store, sockets)],
+    PARAM_ERRORS);
   // For load balancers and monitoring; both say nothing about any one device or session.
   app.get('/healthz', async (request, reply) => {
     try {

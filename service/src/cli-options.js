@@ -48,7 +48,7 @@ export function parseCliOptions(argv) {
   };
 }
 
-const DEFAULT_DATA_DIR = 'halvora-data';
+export const DEFAULT_DATA_DIR = 'halvora-data';
 
 function dataOption(values) {
   if (values.memory && values.data !== undefined) throw new Error('--data and --memory exclude each other');

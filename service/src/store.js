@@ -1,4 +1,5 @@
 import { EventEmitter } from 'node:events';
+import { AgentAccounts } from './agents/agent-accounts.js';
 import { conflict, notFound } from './errors.js';
 import { deviceRecord, sessionRecord } from './records.js';
 import { SessionCodes } from './session-codes.js';
@@ -39,6 +40,7 @@ export class Store extends EventEmitter {
     this.#codes = new SessionCodes({ generate: generateCode });
     this.#onListenerError = onListenerError;
     this.#state = state;
+    this.agents = new AgentAccounts({ state, now });
     if (state) this.#restore(state.load());
   }
 
@@ -173,7 +175,8 @@ export class Store extends EventEmitter {
 
   // ---- internals ----
 
-  #restore({ sessions, devices }) {
+  #restore({ sessions, devices, agents, logins }) {
+    this.agents.restore(agents, logins);
     for (const session of sessions) {
       this.#sessions.set(session.id, session);
       this.#codes.restore(session.code, session.id, session.state !== 'ended');
@@ -227,13 +230,13 @@ export class Store extends EventEmitter {
   }
 
   #commitSession(session, action) {
-    this.#state?.saveSession(session);
+    this.#state?.save('sessions', session);
     return this.#publish('session', action, this.#sessionRecord(session));
   }
 
   #commitDevice(device, action) {
-    if (action === 'deleted') this.#state?.deleteDevice(device.id);
-    else this.#state?.saveDevice(device);
+    if (action === 'deleted') this.#state?.remove('devices', device.id);
+    else this.#state?.save('devices', device);
     return this.#publish('device', action, this.#deviceRecord(device));
   }
 

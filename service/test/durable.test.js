@@ -76,6 +76,20 @@ test('a data file that is not ours, or from a newer service, is refused with a c
   }
 });
 
+test('a data file of the first schema is brought up to date and keeps its records', async (t) => {
+  const dir = await tempDir(t);
+  const db = new Database(join(dir, DATABASE_FILE));
+  db.exec(`CREATE TABLE devices (seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL UNIQUE, data TEXT NOT NULL);
+           CREATE TABLE sessions (seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL UNIQUE, data TEXT NOT NULL)`);
+  db.prepare('INSERT INTO devices (id, data) VALUES (?, ?)').run('D1', JSON.stringify({ id: 'D1', notificationToken: 'n', device: {} }));
+  db.pragma('user_version = 1');
+  db.close();
+  const { service, store } = await open(dir);
+  t.after(() => service.close());
+  assert.deepEqual(store.listDevices().map((device) => device.id), ['D1']);
+  assert.equal(store.agents.add('Dana', 'hash').name, 'Dana');
+});
+
 test('the command line keeps state in ./halvora-data unless given a directory or told to keep it in memory', () => {
   const cases = [
     [[], 'halvora-data'],

@@ -36,6 +36,9 @@ test('unknown, missing and ended-session tokens are refused, and tokens never re
   await refused('f'.repeat(64));
   await assert.rejects(connect({ auth: 'nope' }), { message: 'Unauthorized' });
   await assert.rejects(connect({}), { message: 'Unauthorized' });
+  // A page of another site cannot open a socket with a token it got hold of.
+  await assert.rejects(connect({ header: session.control_token, headers: { Origin: 'https://evil.example' } }));
+  await connect({ header: session.control_token, headers: { Origin: ctx.baseUrl } });
   // A header that is not a bearer token falls back to the handshake auth.
   await connect({ headers: { Authorization: 'Basic abc' }, auth: session.control_token });
 

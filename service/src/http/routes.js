@@ -7,8 +7,9 @@ const METHODS = ['GET', 'HEAD', 'POST', 'PUT', 'DELETE', 'PATCH', 'OPTIONS'];
 // Registers route tables ({ path: '/api/1/sessions/:session', methods: { GET: handler } }) on a
 // Fastify instance. Every path parameter is an id-like value; a malformed one is answered with
 // the message given for that parameter name. A known path asked with another method is a 405
-// with Allow. Handlers get { params, readBody } and return { status, body }; readBody parses the
-// raw body as JSON (an empty body is none).
+// with Allow. Handlers get { params, readBody, request, reply } and return { status, body };
+// readBody parses the raw body as JSON (an empty body is none); request and reply are Fastify's,
+// for the few routes that read the client's address or set a cookie.
 export function registerRoutes(app, routes, paramErrors) {
   for (const { path, methods } of routes) {
     const allowed = Object.keys(methods);
@@ -20,7 +21,7 @@ export function registerRoutes(app, routes, paramErrors) {
           checkParams(request.params, paramErrors);
           let body;
           const readBody = async () => (body ??= parseJsonBody(request.body ?? Buffer.alloc(0)));
-          const answer = await handler({ params: request.params, readBody });
+          const answer = await handler({ params: request.params, readBody, request, reply });
           sendJson(reply, answer.status, answer.body);
         },
       });

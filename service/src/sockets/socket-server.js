@@ -18,9 +18,15 @@ export const MAX_MESSAGE_BYTES = 10 * 1024 * 1024;
 // The realtime side of the service, on the same http.Server as the REST API. One namespace
 // ("/"); the bearer token decides the channel (control, stream, agent or notification) and so
 // the room a socket joins.
-// `metrics` (optional) hears of every frame relayed.
-export function createSocketServer({ server, store, log, metrics }) {
+// `metrics` (optional) hears of every frame relayed; `allowOrigin(req)` (optional) decides
+// whether a handshake that names an Origin comes from one of the service's own pages.
+export function createSocketServer({ server, store, log, metrics, allowOrigin = () => true }) {
   const io = new Server(server, {
+    allowRequest: (req, callback) => {
+      const allowed = req.headers.origin === undefined || allowOrigin(req);
+      if (!allowed) log(`socket refused from ${printable(req.socket?.remoteAddress)}: cross-origin handshake`);
+      callback(allowed ? null : 'Cross-origin request refused', allowed);
+    },
     path: SOCKET_PATH,
     // Without the trailing-slash requirement both ".../events/?EIO=4" and ".../events?EIO=4" work.
     addTrailingSlash: false,

@@ -3,11 +3,13 @@ import { join } from 'node:path';
 import Database from 'better-sqlite3';
 
 // The schema this code writes; a file stamped with a newer one is refused rather than misread.
-const SCHEMA_VERSION = 1;
+const SCHEMA_VERSION = 2;
 export const DATABASE_FILE = 'halvora.db';
+// One table per kind of record, each (seq, id, data).
+export const TABLES = ['sessions', 'devices', 'agents', 'logins'];
 
-// Devices and sessions kept in an SQLite file in `dir`, one JSON document per record, in the order
-// they were first saved. The store keeps working copies in memory and writes each change through
+// Devices, sessions, agent accounts and agents' sign-ins kept in an SQLite file in `dir`, one JSON
+// document per record, in the order they were first saved. The store keeps working copies in memory and writes each change through
 // before announcing it, so what the service has told anyone survives a restart. Tokens and code
 // assignments are not kept apart: they are fields of the records and are rebuilt from them.
 export class SqliteState {
@@ -28,33 +30,26 @@ export class SqliteState {
       this.#db.close();
       throw err;
     }
-    const upsert = (table) =>
-      this.#db.prepare(`INSERT INTO ${table} (id, data) VALUES (?, ?) ON CONFLICT(id) DO UPDATE SET data = excluded.data`);
-    this.#statements = {
-      saveSession: upsert('sessions'),
-      saveDevice: upsert('devices'),
-      deleteDevice: this.#db.prepare('DELETE FROM devices WHERE id = ?'),
-      sessions: this.#db.prepare('SELECT data FROM sessions ORDER BY seq'),
-      devices: this.#db.prepare('SELECT data FROM devices ORDER BY seq'),
-    };
+    this.#statements = Object.fromEntries(TABLES.map((table) => [table, {
+      save: this.#db.prepare(`INSERT INTO ${table} (id, data) VALUES (?, ?) ON CONFLICT(id) DO UPDATE SET data = excluded.data`),
+      remove: this.#db.prepare(`DELETE FROM ${table} WHERE id = ?`),
+      all: this.#db.prepare(`SELECT data FROM ${table} ORDER BY seq`),
+    }]));
   }
 
-  // Everything saved, oldest first: { sessions: [...], devices: [...] }.
-  load() {
-    const read = (statement) => statement.all().map((row) => JSON.parse(row.data));
-    return { sessions: read(this.#statements.sessions), devices: read(this.#statements.devices) };
+  // Everything saved (or the named tables only), oldest first: { sessions: [...], devices: [...],
+  // agents: [...], logins: [...] }.
+  load(...tables) {
+    const wanted = tables.length > 0 ? tables : TABLES;
+    return Object.fromEntries(wanted.map((table) => [table, this.#statements[table].all.all().map((row) => JSON.parse(row.data))]));
   }
 
-  saveSession(session) {
-    this.#statements.saveSession.run(session.id, JSON.stringify(session));
+  save(table, record) {
+    this.#statements[table].save.run(record.id, JSON.stringify(record));
   }
 
-  saveDevice(device) {
-    this.#statements.saveDevice.run(device.id, JSON.stringify(device));
-  }
-
-  deleteDevice(id) {
-    this.#statements.deleteDevice.run(id);
+  remove(table, id) {
+    this.#statements[table].remove.run(id);
   }
 
   // Throws when the file can no longer be read.
@@ -78,12 +73,15 @@ export class SqliteState {
     }
     // Write-ahead logging: readers never wait for the writer, and a crash loses no committed change.
     this.#db.pragma('journal_mode = WAL');
-    if (version === 0) {
-      this.#db.exec(`
-        CREATE TABLE IF NOT EXISTS sessions (seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL UNIQUE, data TEXT NOT NULL);
-        CREATE TABLE IF NOT EXISTS devices (seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL UNIQUE, data TEXT NOT NULL);
-      `);
-      this.#db.pragma(`user_version = ${SCHEMA_VERSION}`);
+    // Version 1 had sessions and devices; 2 added agents and their sign-ins. Every table has the
+    // same shape, so each step only creates what is missing.
+    if (version < SCHEMA_VERSION) {
+      this.#db.transaction(() => {
+        for (const table of TABLES) {
+          this.#db.exec(`CREATE TABLE IF NOT EXISTS ${table} (seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL UNIQUE, data TEXT NOT NULL)`);
+        }
+        this.#db.pragma(`user_version = ${SCHEMA_VERSION}`);
+      })();
     }
   }
 }
