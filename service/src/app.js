@@ -1,4 +1,5 @@
 import fastifyCookie from '@fastify/cookie';
+import fastifyHelmet from '@fastify/helmet';
 import Fastify from 'fastify';
 import { SignInThrottle } from './agents/sign-in-throttle.js';
 import { HttpError, payloadTooLarge } from './errors.js';
@@ -90,6 +91,28 @@ export function createService(options = {}) {
   });
 
   app.register(fastifyCookie);
+  // Security headers on every answer. The console's pages load only their own scripts and styles
+  // (no inline script) and talk only to this service, over HTTP and its socket.
+  app.register(fastifyHelmet, {
+    contentSecurityPolicy: {
+      // Not helmet's defaults: they would upgrade the console's requests to https on plain http.
+      useDefaults: false,
+      directives: {
+        defaultSrc: ["'self'"],
+        fontSrc: ["'self'"],
+        scriptSrc: ["'self'"],
+        styleSrc: ["'self'"],
+        imgSrc: ["'self'", 'data:', 'blob:'],
+        connectSrc: ["'self'"],
+        frameAncestors: ["'none'"],
+        formAction: ["'self'"],
+        objectSrc: ["'none'"],
+        baseUri: ["'none'"],
+      },
+    },
+    // Only over TLS does the browser honour it; the proxy's answers carry it there.
+    strictTransportSecurity: false,
+  });
   // A browser page of another site must not change anything here with an agent's cookie: requests
   // that change state and say where they come from must come from the service's own pages.
   // Clients that are not browsers send no Origin and are judged by their credentials alone.

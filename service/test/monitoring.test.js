@@ -12,6 +12,19 @@ const metrics = async () => {
 };
 const value = (text, name) => Number(text.match(new RegExp(`^${name.replace(/[{}"]/g, '\\$&')} (\\S+)$`, 'm'))?.[1]);
 
+test('every answer carries the security headers, with a policy that allows only the service itself', async () => {
+  for (const path of ['/healthz', '/api/1/agent/me', '/nowhere']) {
+    const { headers } = await ctx.api('GET', path);
+    const policy = headers.get('content-security-policy').split(';');
+    for (const directive of ["default-src 'self'", "script-src 'self'", "frame-ancestors 'none'", "object-src 'none'"]) {
+      assert.ok(policy.includes(directive), `${path}: ${directive}`);
+    }
+    assert.ok(!policy.includes('upgrade-insecure-requests'), 'plain http keeps working');
+    assert.equal(headers.get('x-content-type-options'), 'nosniff', path);
+    assert.equal(headers.get('x-frame-options'), 'SAMEORIGIN', path);
+  }
+});
+
 test('health answers ok, and the metrics count sessions, reachable devices and relayed frames', async () => {
   assert.deepEqual((await ctx.api('GET', '/healthz')).body, { status: 'ok' });
 
