@@ -35,10 +35,13 @@ private:
     std::function<void()> action_;
 };
 
-// Keeps an item the size of whatever item it is a child of.
+// Keeps an item the size of whatever item it is a child of. Found again by its object name: the
+// class has no meta-object of its own for findChild to tell it by.
 class FillParent final : public QObject {
 public:
+    static constexpr const char* kName = "halvora-fill-parent";
     explicit FillParent(QQuickItem* item) : QObject(item), item_(item) {
+        setObjectName(QLatin1String(kName));
         QObject::connect(item, &QQuickItem::parentChanged, this, [this] { follow(); });
         follow();
     }
@@ -127,7 +130,9 @@ void QuickView::setText(const std::string& text) {
 std::string QuickView::text() const { return item_ ? item_->property("text").toString().toStdString() : std::string(); }
 
 void QuickView::setFillsSuperview() {
-    if (item_ && !item_->findChild<FillParent*>(QString(), Qt::FindDirectChildrenOnly)) new FillParent(item_.data());
+    if (item_ && !item_->findChild<QObject*>(QLatin1String(FillParent::kName), Qt::FindDirectChildrenOnly)) {
+        new FillParent(item_.data());
+    }
 }
 
 void QuickView::addTarget(platform::ControlEvent event, std::function<void()> action) {

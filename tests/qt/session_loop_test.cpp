@@ -343,6 +343,8 @@ TEST_P(RedactionLeakTest, NoFrameEverHoldsAPixelOfARedactedItem) {
     call("closePopups");
     QTest::qWait(300);
 
+    // Enough pictures for the probe to have meant something; a slow (sanitized) build takes longer.
+    EXPECT_TRUE(eventually([&] { return probe.shown > 50; })) << "only " << probe.shown << " pictures probed";
     session->updateResource(record("ended"));
     ASSERT_TRUE(eventually([&] { return masksIn(window->contentItem()) == 0; })) << "a mask outlived the session";
     EXPECT_TRUE(Halvora::instance().redactedViews().empty());
@@ -350,7 +352,6 @@ TEST_P(RedactionLeakTest, NoFrameEverHoldsAPixelOfARedactedItem) {
     const auto sent = frames();
     for (const auto& frame : sent) EXPECT_FALSE(anyPixel(frame.image, isCardColour)) << "frame " << frame.id;
     EXPECT_EQ(probe.leaked, 0) << "of " << probe.shown << " pictures";
-    EXPECT_GT(probe.shown, 50);
     // The colour really is on screen: the test would see a leak.
     EXPECT_TRUE(anyPixel(window->grabWindow(), isCardColour));
     std::cout << sent.size() << " frames sent, " << probe.shown << " pictures probed, " << probe.refused
