@@ -39,6 +39,7 @@ let agent;
 const started = await startServiceProcess(data);
 const { fail, api, until, deviceReady } = agentHarness({
   serviceUrl: started.url,
+  agentFile: started.agentFile,
   limitMs: 30_000,
   context: () => `--- shop stdout (end)\n${output.slice(-2000)}`,
   cleanup: () => {

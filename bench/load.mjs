@@ -12,6 +12,7 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { startServiceProcess } from '../tests/support/service_process.mjs';
+import { readCredentials, signIn } from '../service/tools/agent-client.js';
 
 const [stepArg = '25', maxArg = '1000', secondsArg = '6'] = process.argv.slice(2);
 const step = Number(stepArg);
@@ -29,7 +30,7 @@ const TIME_CAP_MS = 10 * 60 * 1000;
 const serviceDir = fileURLToPath(new URL('../service/', import.meta.url));
 const { io } = createRequire(join(serviceDir, 'package.json'))('socket.io-client');
 const data = mkdtempSync(join(tmpdir(), 'halvora-load-'));
-const service = await startServiceProcess(data);
+const service = await startServiceProcess(data, ['--memory', '--agent-rate-limit', '0']);
 const pid = service.process.pid;
 const sockets = [];
 const timers = [];
@@ -40,14 +41,19 @@ const stop = () => {
   rmSync(data, { recursive: true, force: true });
 };
 
+// One agent account joins every session; the agent API's rate limit is off (--agent-rate-limit 0)
+// because the ramp is one client making hundreds of calls a minute.
+const agentCall = await signIn(service.url, readCredentials(service.agentFile));
 async function api(method, path, body) {
-  const response = await fetch(`${service.url}${path}`, {
-    method,
-    headers: { 'Content-Type': 'application/json' },
-    body: body === undefined ? undefined : JSON.stringify(body),
-  });
-  if (!response.ok) throw new Error(`${method} ${path} answered ${response.status}`);
-  return response.json();
+  const answer = path.startsWith('/api/1/agent/')
+    ? await agentCall(method, path, body)
+    : await fetch(`${service.url}${path}`, {
+      method,
+      headers: { 'Content-Type': 'application/json' },
+      body: body === undefined ? undefined : JSON.stringify(body),
+    }).then(async (response) => ({ status: response.status, body: await response.json() }));
+  if (answer.status >= 400) throw new Error(`${method} ${path} answered ${answer.status}`);
+  return answer.body;
 }
 
 function connect(options) {

@@ -31,6 +31,7 @@ service = started.process;
 const serviceUrl = started.url;
 const { fail, api, until, deviceReady } = agentHarness({
   serviceUrl,
+  agentFile: started.agentFile,
   limitMs: 30_000,
   context: () => `--- shop stdout (end)\n${output.slice(-2000)}`,
   cleanup: () => {

@@ -56,6 +56,9 @@ fi
 step "run each against the reference service"
 "$root/scripts/service-fixture.sh" start "$url_file" >/dev/null
 url="$(cat "$url_file")"
+# The agent API answers signed-in agents only: the fixture's demo agent signs in once.
+curl -fsS -o /dev/null -c "$tmp/agent.cookies" -H 'Content-Type: application/json' \
+  --data-binary @"$url_file.agent" "$url/api/1/agent/sign-in"
 # Waits until the program prints its device and the service sees that device's notification
 # socket, which it opens right after registering.
 registers() {
@@ -70,7 +73,7 @@ registers() {
     local device
     device="$(sed -n 's/^device \(.*\)$/\1/p' "$log" | head -1)"
     if [ -n "$device" ] &&
-       curl -fsS "$url/api/1/agent/devices/$device/sockets" 2>/dev/null | grep -q '"notification":[1-9]'; then
+       curl -fsS -b "$tmp/agent.cookies" "$url/api/1/agent/devices/$device/sockets" 2>/dev/null | grep -q '"notification":[1-9]'; then
       echo "$name: device $device registered"
       kill "$pid" 2>/dev/null || true
       return 0

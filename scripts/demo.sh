@@ -38,7 +38,7 @@ echo "Live session 1: the agent starts a session for the shop and operates it by
 build/default/examples/quick-demo/halvora-demo-shop --api "$url" --data "$state/shop" &
 shop=$!
 rm -rf demo-frames
-node service/tools/demo-agent.js "$url" --save demo-frames/agent-started --watch 10
+node service/tools/demo-agent.js "$url" --agent "$state/service.url.agent" --save demo-frames/agent-started --watch 10
 kill "$shop" 2>/dev/null || true
 wait "$shop" 2>/dev/null || true
 
@@ -47,7 +47,7 @@ echo "Live session 2: the user asks for help in the shop, reads the code out and
 build/default/examples/quick-demo/halvora-demo-shop --api "$url" --data "$state/shop" \
   --play-user 8 --screenshots demo-frames/user-started > >(tee "$state/user-shop.out") &
 shop=$!
-node service/tools/demo-agent.js "$url" --save demo-frames/user-started --code-from "$state/user-shop.out"
+node service/tools/demo-agent.js "$url" --agent "$state/service.url.agent" --save demo-frames/user-started --code-from "$state/user-shop.out"
 echo "The agent's view: $(ls demo-frames/agent-started | wc -l) frames in demo-frames/agent-started/,"
 echo "$(ls demo-frames/user-started/frame-*.jpg | wc -l) in demo-frames/user-started/, with the shop's own"
 echo "window at each screen the user saw: $(cd demo-frames/user-started && ls user-*.png | tr '\n' ' ')"

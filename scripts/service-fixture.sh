@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Starts or stops a reference service for the integration tests.
-#   service-fixture.sh start URL_FILE   writes the service's base URL to URL_FILE once it listens
+#   service-fixture.sh start URL_FILE   writes the service's base URL to URL_FILE once it listens, and
+#                                       the demo agent's sign-in to URL_FILE.agent
 #   service-fixture.sh stop URL_FILE
 set -euo pipefail
 action="$1"
@@ -12,8 +13,9 @@ case "$action" in
   start)
     rm -f "$url_file"
     [ -f "$pid_file" ] && kill "$(cat "$pid_file")" 2>/dev/null || true
-    rm -rf "$url_file.data"
+    rm -rf "$url_file.data" "$url_file.agent"
     setsid node "$root/service/src/server.js" --port 0 --port-file "$url_file" --quiet --data "$url_file.data" \
+      --demo-agent "$url_file.agent" \
       >"$url_file.log" 2>&1 < /dev/null &
     echo $! > "$pid_file"
     for _ in $(seq 1 100); do
@@ -30,7 +32,7 @@ case "$action" in
       kill "$(cat "$pid_file")" 2>/dev/null || true
       rm -f "$pid_file"
     fi
-    rm -rf "$url_file.data"
+    rm -rf "$url_file.data" "$url_file.agent"
     ;;
   *)
     echo "usage: $0 start|stop URL_FILE" >&2

@@ -1,15 +1,17 @@
 import fastifyCookie from '@fastify/cookie';
 import fastifyHelmet from '@fastify/helmet';
+import fastifyRateLimit from '@fastify/rate-limit';
 import Fastify from 'fastify';
 import { SignInThrottle } from './agents/sign-in-throttle.js';
-import { HttpError, payloadTooLarge } from './errors.js';
+import { serveConsole } from './console/serve-console.js';
+import { HttpError, payloadTooLarge, unauthorized } from './errors.js';
 import { baseUrlFor, isLoopbackHost } from './http/address.js';
 import { MAX_BODY_BYTES } from './http/body.js';
 import { registerRoutes, sendJson } from './http/routes.js';
 import { createMetrics } from './metrics.js';
 import { agentRoutes } from './routes/agent-routes.js';
 import { deviceRoutes } from './routes/device-routes.js';
-import { signInRoutes } from './routes/sign-in-routes.js';
+import { SIGN_IN_COOKIE, signInRoutes } from './routes/sign-in-routes.js';
 import { createSocketServer } from './sockets/socket-server.js';
 import { SqliteState } from './state/sqlite-state.js';
 import { DEFAULT_NEXT_REGISTRATION, Store } from './store.js';
@@ -20,6 +22,7 @@ const PARAM_ERRORS = {
 };
 const LOGGED_PATH_MAX = 200;
 const CLOSE_GRACE_MS = 2000;
+export const DEFAULT_AGENT_RATE_LIMIT = 600;
 
 // Builds the service without listening, so tests can run it in-process: a Fastify application
 // for the REST API, with the official socket.io server attached to the same http.Server, where it
@@ -34,6 +37,9 @@ const CLOSE_GRACE_MS = 2000;
 //   generateCode      session code generator, for tests that need collisions
 //   dataDir           keep the state in an SQLite file in this directory (default: memory only)
 //   signInThrottle    a SignInThrottle, for tests that need their own clock
+//   agentRateLimit    requests a minute one address may make to the agent API (default 600;
+//                     0: no limit)
+//   trustProxy        addresses or CIDR ranges of proxies whose forwarded headers are believed
 export function createService(options = {}) {
   const log = options.log ?? (() => {});
   const logRequests = options.logRequests ?? options.log !== undefined;
@@ -55,6 +61,9 @@ export function createService(options = {}) {
     // One trailing slash is forgiven; ids longer than the router's default reach the routes, which
     // refuse them with their own message.
     routerOptions: { ignoreTrailingSlash: true, maxParamLength: 1000 },
+    // Behind a TLS-terminating proxy the client's address and protocol come from its headers,
+    // but only from the proxies named here: anyone else could claim any address.
+    trustProxy: options.trustProxy ?? false,
   });
   // Bodies are read raw, whatever their declared type, and parsed as JSON by the routes that
   // take one: the device SDK's content type is not something to be strict about.
@@ -140,8 +149,26 @@ export function createService(options = {}) {
   });
   metrics.countReachableDevices(sockets.reachableDeviceCount);
   const throttle = options.signInThrottle ?? new SignInThrottle();
-  registerRoutes(app, [...deviceRoutes(store), ...signInRoutes(store, throttle, { isSecure }), ...agentRoutes(store, sockets)],
-    PARAM_ERRORS);
+  registerRoutes(app, [...deviceRoutes(store), ...signInRoutes(store, throttle, { isSecure })], PARAM_ERRORS);
+  // Everything else an agent does needs a signed-in agent, and a runaway script or a stolen
+  // cookie cannot hammer it.
+  const requireAgent = async (request) => {
+    request.agent = store.agents.agentFor(request.cookies[SIGN_IN_COOKIE]);
+    if (!request.agent) throw unauthorized();
+  };
+  const rateLimit = options.agentRateLimit ?? DEFAULT_AGENT_RATE_LIMIT;
+  app.register(async (agentApi) => {
+    await agentApi.register(fastifyRateLimit, {
+      global: false,
+      errorResponseBuilder: (request, context) =>
+        new HttpError(429, `Too many requests; try again in ${Math.ceil(context.ttl / 1000)} seconds`),
+    });
+    registerRoutes(agentApi, agentRoutes(store, sockets), PARAM_ERRORS, {
+      onRequest: requireAgent,
+      config: rateLimit > 0 ? { rateLimit: { max: rateLimit, timeWindow: '1 minute' } } : {},
+    });
+  });
+  serveConsole(app, { dir: options.consoleDir });
   // For load balancers and monitoring; both say nothing about any one device or session.
   app.get('/healthz', async (request, reply) => {
     try {

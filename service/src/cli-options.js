@@ -1,3 +1,4 @@
+import { isIP } from 'node:net';
 import { parseArgs } from 'node:util';
 
 export const USAGE = `Usage: node src/server.js [options]
@@ -10,6 +11,12 @@ export const USAGE = `Usage: node src/server.js [options]
   --data DIR                  keep devices, sessions and tokens in DIR/halvora.db, so that a
                               restart keeps every session (default ./halvora-data)
   --memory                    keep everything in memory only: a restart forgets it all
+  --demo-agent FILE           add (or reset) the agent "demo" with a new random password and
+                              write its sign-in to FILE; for demos and tests
+  --agent-rate-limit N        requests a minute one address may make to the agent API
+                              (default 600; 0 turns the limit off)
+  --trust-proxy ADDRESSES     comma-separated addresses or CIDR ranges of proxies whose
+                              X-Forwarded-For/-Proto headers are believed (default: none)
   --quiet                     no per-request log lines
   --help                      show this help`;
 
@@ -26,6 +33,9 @@ export function parseCliOptions(argv) {
       'next-registration': { type: 'string' },
       data: { type: 'string' },
       memory: { type: 'boolean', default: false },
+      'demo-agent': { type: 'string' },
+      'agent-rate-limit': { type: 'string' },
+      'trust-proxy': { type: 'string' },
       quiet: { type: 'boolean', default: false },
       help: { type: 'boolean', default: false },
     },
@@ -44,6 +54,12 @@ export function parseCliOptions(argv) {
         ? undefined
         : integerOption('--next-registration', values['next-registration'], 1, 31_536_000),
     dataDir: dataOption(values),
+    demoAgentFile: values['demo-agent'],
+    agentRateLimit:
+      values['agent-rate-limit'] === undefined
+        ? undefined
+        : integerOption('--agent-rate-limit', values['agent-rate-limit'], 0, 1_000_000),
+    trustProxy: values['trust-proxy'] === undefined ? undefined : proxyOption(values['trust-proxy']),
     quiet: values.quiet,
   };
 }
@@ -55,6 +71,21 @@ function dataOption(values) {
   if (values.memory) return undefined;
   if (values.data === '') throw new Error('--data needs a directory');
   return values.data ?? DEFAULT_DATA_DIR;
+}
+
+// Addresses and ranges only: a hop count or "true" would believe whatever any client claims.
+function proxyOption(text) {
+  const entries = text.split(',').map((entry) => entry.trim());
+  for (const entry of entries) {
+    const [address, bits, extra] = entry.split('/');
+    const isAddress = isIP(address) !== 0;
+    const maxBits = isIP(address) === 6 ? 128 : 32;
+    const validBits = bits === undefined || (/^[0-9]{1,3}$/.test(bits) && Number(bits) <= maxBits);
+    if (!isAddress || !validBits || extra !== undefined) {
+      throw new Error(`--trust-proxy takes IP addresses or CIDR ranges, got "${entry}"`);
+    }
+  }
+  return entries;
 }
 
 function integerOption(name, text, min, max) {

@@ -10,6 +10,8 @@ export class HttpError extends Error {
 }
 
 export const badRequest = (message) => new HttpError(400, message);
+export const unauthorized = (message = 'Sign in first') => new HttpError(401, message);
+export const forbidden = (message) => new HttpError(403, message);
 export const notFound = (message = 'Not found') => new HttpError(404, message);
 export const conflict = (message) => new HttpError(409, message);
 export const payloadTooLarge = (message) => new HttpError(413, message);

@@ -1,4 +1,5 @@
 #!/usr/bin/env node
+import { provideDemoAgent } from './agents/demo-agent.js';
 import { createService } from './app.js';
 import { parseCliOptions, USAGE } from './cli-options.js';
 import { writePortFile } from './port-file.js';
@@ -29,12 +30,24 @@ async function main() {
       nextRegistration: options.nextRegistration,
       publicUrl: options.publicUrl,
       allowRemote: options.hostGiven,
+      agentRateLimit: options.agentRateLimit,
+      trustProxy: options.trustProxy,
       log: logLine,
       logRequests: !options.quiet,
     });
   } catch (err) {
     process.stderr.write(`${err.message}\n`);
     return 1;
+  }
+
+  if (options.demoAgentFile) {
+    try {
+      await provideDemoAgent(service.store.agents, options.demoAgentFile);
+    } catch (err) {
+      process.stderr.write(`Cannot provide the demo agent in ${options.demoAgentFile}: ${err.message}\n`);
+      await service.close();
+      return 1;
+    }
   }
 
   let baseUrl;

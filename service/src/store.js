@@ -1,6 +1,6 @@
 import { EventEmitter } from 'node:events';
 import { AgentAccounts } from './agents/agent-accounts.js';
-import { conflict, notFound } from './errors.js';
+import { conflict, forbidden, notFound } from './errors.js';
 import { deviceRecord, sessionRecord } from './records.js';
 import { SessionCodes } from './session-codes.js';
 import { checkTransition } from './session-states.js';
@@ -46,7 +46,7 @@ export class Store extends EventEmitter {
 
   // ---- sessions ----
 
-  createSession({ deviceId } = {}) {
+  createSession({ deviceId, agent } = {}) {
     const id = newId();
     const session = {
       id,
@@ -57,22 +57,36 @@ export class Store extends EventEmitter {
       agentToken: this.#issueToken('agent', id),
       createdAt: this.#timestamp(),
       deviceId,
+      agent: agent && { id: agent.id, name: agent.name },
     };
     this.#sessions.set(id, session);
     return this.#commitSession(session, 'created');
   }
 
-  startSessionForDevice(deviceId) {
+  // An agent-started session belongs to its agent from the start.
+  startSessionForDevice(deviceId, agent) {
     this.#findDevice(deviceId);
-    return this.createSession({ deviceId });
+    return this.createSession({ deviceId, agent });
   }
 
   getSession(ref) {
     return this.#sessionRecord(this.#findSession(ref));
   }
 
+  // For an agent: the session, unless another agent has it.
+  getSessionFor(ref, agent) {
+    return this.#sessionRecord(this.#sessionFor(ref, agent));
+  }
+
   listSessions() {
     return [...this.#sessions.values()].map((session) => this.#sessionRecord(session));
+  }
+
+  // The sessions an agent may see: its own and those no agent has joined yet.
+  listSessionsFor(agent) {
+    return [...this.#sessions.values()]
+      .filter((session) => session.agent === undefined || session.agent.id === agent.id)
+      .map((session) => this.#sessionRecord(session));
   }
 
   // The device's own state change: only forward moves are allowed, anything else is a bad request.
@@ -88,10 +102,11 @@ export class Store extends EventEmitter {
   }
 
   // Returns the agent's token along with the record: it is the agent's key to the session channel.
-  joinSession(ref, { id = newId(), name = 'Agent' } = {}) {
-    const session = this.#findSession(ref);
+  // The first agent to join a user-started session has it; nobody else gets its token.
+  joinSession(ref, agent) {
+    const session = this.#sessionFor(ref, agent);
     if (session.state === 'ended') throw conflict('Session has ended');
-    session.agent = { id, name };
+    session.agent = { id: agent.id, name: agent.name };
     return { record: this.#commitSession(session, 'updated'), agentToken: session.agentToken };
   }
 
@@ -138,12 +153,31 @@ export class Store extends EventEmitter {
     return this.#commitDevice(entry, action);
   }
 
+  // The device's notification socket just closed: the last moment it was known to be there.
+  deviceLastSeen(id) {
+    const device = this.#devices.get(id);
+    if (!device) return;
+    device.lastSeenAt = this.#timestamp();
+    this.#state?.save('devices', device);
+  }
+
   getDevice(id) {
     return this.#deviceRecord(this.#findDevice(id));
   }
 
   listDevices() {
     return [...this.#devices.values()].map((device) => this.#deviceRecord(device));
+  }
+
+  // What the console lists: each device's record, whether it can be reached now (`isReachable(id)`)
+  // and when it was last seen (now, when it can).
+  listDevicesForAgents(isReachable) {
+    const now = this.#timestamp();
+    return [...this.#devices.values()].map((device) => {
+      const reachable = isReachable(device.id);
+      const lastSeen = reachable ? now : [device.lastSeenAt, device.registeredAt].filter(Boolean).sort().at(-1);
+      return { ...this.#deviceRecord(device), last_seen: lastSeen, reachable };
+    });
   }
 
   removeDevice(id) {
@@ -194,6 +228,14 @@ export class Store extends EventEmitter {
     const id = isSessionCode(ref) ? this.#codes.sessionIdFor(ref) : ref;
     const session = id === undefined ? undefined : this.#sessions.get(id);
     if (!session) throw notFound('Session not found');
+    return session;
+  }
+
+  #sessionFor(ref, agent) {
+    const session = this.#findSession(ref);
+    if (session.agent !== undefined && session.agent.id !== agent.id) {
+      throw forbidden('This session belongs to another agent');
+    }
     return session;
   }
 

@@ -1,21 +1,32 @@
 import assert from 'node:assert/strict';
+import { UNUSABLE_HASH } from '../src/agents/passwords.js';
 import { createService } from '../src/app.js';
+import { SIGN_IN_COOKIE } from '../src/routes/sign-in-routes.js';
 
-// Starts a service on a free loopback port for one test file; `api` speaks JSON to it.
-export async function startService() {
+// Starts a service on a free loopback port for one test file; `api` speaks JSON to it, as the
+// signed-in agent "Dana" unless told `{ cookie }` (null for none). `signedIn(name)` signs in
+// another agent and gives its cookie.
+export async function startService(options = {}) {
   const logLines = [];
-  const service = createService({ log: (line) => logLines.push(line), logRequests: false });
+  const service = createService({ log: (line) => logLines.push(line), logRequests: false, ...options });
   const baseUrl = await service.listen(0);
+  const signedIn = (name) => {
+    const accounts = service.store.agents;
+    const { id } = accounts.findByName(name) ?? accounts.add(name, UNUSABLE_HASH);
+    return `${SIGN_IN_COOKIE}=${accounts.signIn(id)}`;
+  };
+  const agentCookie = signedIn('Dana');
 
-  async function api(method, path, body, { raw } = {}) {
-    const init = { method, headers: {}, body: raw ?? (body === undefined ? undefined : JSON.stringify(body)) };
+  async function api(method, path, body, { raw, cookie = agentCookie, headers = {} } = {}) {
+    const init = { method, headers: { ...headers }, body: raw ?? (body === undefined ? undefined : JSON.stringify(body)) };
+    if (cookie) init.headers.Cookie = cookie;
     if (init.body !== undefined || method === 'POST') init.headers['Content-Type'] = 'application/json; charset=utf-8';
     const response = await fetch(`${baseUrl}${path}`, init);
     const text = await response.text();
     return { status: response.status, headers: response.headers, body: text ? JSON.parse(text) : undefined };
   }
 
-  return { service, baseUrl, api, logLines, close: () => service.close() };
+  return { service, baseUrl, api, signedIn, logLines, close: () => service.close() };
 }
 
 // Checks an error answer: its status, and a message equal to a string or matching a pattern.

@@ -8,6 +8,8 @@ import { test } from 'node:test';
 import { fileURLToPath } from 'node:url';
 import { LOCK_AFTER, SignInThrottle, SLOW_AFTER, WINDOW_MS } from '../src/agents/sign-in-throttle.js';
 import { createService } from '../src/app.js';
+import { parseCliOptions } from '../src/cli-options.js';
+import { startService } from '../test-support/start-service.js';
 
 const MANAGE = fileURLToPath(new URL('../src/manage.js', import.meta.url));
 
@@ -120,4 +122,25 @@ test('repeated failures slow sign-in down and then refuse it for a while, even w
   assert.equal(locked.headers.get('retry-after'), String(WINDOW_MS / 1000));
   now += WINDOW_MS + 1;
   assert.equal((await signIn(ctx, 'Dana', 'correct horse')).status, 200);
+});
+
+test('the agent API is rate-limited per client, and behind a trusted proxy each forwarded client counts alone', async (t) => {
+  for (const [trustProxy, separate] of [[undefined, false], [['127.0.0.1'], true]]) {
+    const ctx = await startService({ agentRateLimit: 3, trustProxy });
+    t.after(() => ctx.close());
+    const devices = (client) => ctx.api('GET', '/api/1/agent/devices', undefined, { headers: { 'X-Forwarded-For': client } });
+    for (let i = 0; i < 3; i += 1) assert.equal((await devices('10.0.0.1')).status, 200);
+    const limited = await devices('10.0.0.1');
+    assert.equal(limited.status, 429);
+    assert.match(limited.body.message, /^Too many requests; try again in \d+ seconds$/);
+    assert.ok(Number(limited.headers.get('retry-after')) > 0);
+    assert.equal((await devices('10.0.0.2')).status, separate ? 200 : 429, `trusted proxy: ${separate}`);
+  }
+});
+
+test('only proxy addresses and ranges are trusted from the command line', () => {
+  assert.deepEqual(parseCliOptions(['--trust-proxy', '10.0.0.1, 192.168.0.0/16,::1']).trustProxy, ['10.0.0.1', '192.168.0.0/16', '::1']);
+  for (const bad of ['true', '2', '10.0.0.1/33', 'proxy.example', '10.0.0.0/8/1', '']) {
+    assert.throws(() => parseCliOptions(['--trust-proxy', bad]), /IP addresses or CIDR ranges/, bad);
+  }
 });

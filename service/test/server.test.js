@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { mkdtemp, readFile, rm } from 'node:fs/promises';
+import { mkdtemp, readFile, rm, stat } from 'node:fs/promises';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { test } from 'node:test';
@@ -11,11 +11,12 @@ import { eventually } from '../test-support/start-service.js';
 
 const SERVER = fileURLToPath(new URL('../src/server.js', import.meta.url));
 
-test('the command line service announces itself, writes the port file, logs requests without tokens and stops on SIGTERM', async (t) => {
+test('the command line service announces itself, writes the port file and the demo agent, logs requests without tokens and stops on SIGTERM', async (t) => {
   const dir = await mkdtemp(join(tmpdir(), 'halvora-service-'));
   t.after(() => rm(dir, { recursive: true, force: true }));
   const portFile = join(dir, 'service.url');
-  const args = [SERVER, '--port', '0', '--port-file', portFile, '--next-registration', '45', '--data', join(dir, 'state')];
+  const args = [SERVER, '--port', '0', '--port-file', portFile, '--next-registration', '45', '--data', join(dir, 'state'),
+    '--demo-agent', join(dir, 'agent.json')];
   const child = spawn(process.execPath, args, { stdio: ['ignore', 'pipe', 'pipe'] });
   t.after(() => child.kill('SIGKILL'));
   const exited = once(child, 'exit');
@@ -38,8 +39,13 @@ test('the command line service announces itself, writes the port file, logs requ
   const device = await response.json();
   assert.equal(device.next_registration, 45);
   assert.equal(device.notification_url, baseUrl);
+  // The demo agent's sign-in is for its owner's eyes only, and it works.
+  assert.equal((await stat(join(dir, 'agent.json'))).mode & 0o777, 0o600);
+  const signedIn = await fetch(`${baseUrl}/api/1/agent/sign-in`, { method: 'POST', body: await readFile(join(dir, 'agent.json')) });
+  assert.equal(signedIn.status, 200);
   // A token in the query must not reach the log either.
-  await fetch(`${baseUrl}/api/1/agent/devices?token=${device.notification_token}`);
+  await fetch(`${baseUrl}/api/1/agent/devices?token=${device.notification_token}`,
+    { headers: { Cookie: signedIn.headers.get('set-cookie').split(';')[0] } });
   await eventually(() => assert.match(output.stderr, /Z GET \/api\/1\/agent\/devices 200 \d+ms\n/));
   assert.match(output.stderr, /Z PUT \/api\/1\/devices\/CLI-DEVICE 200 \d+ms\n/);
   assert.ok(!output.stderr.includes(device.notification_token));

@@ -64,39 +64,65 @@ test('a session only moves forward; a refused change changes nothing', async () 
   }
 });
 
-test('joining without a body names a default agent and hands out a token only the agent sees', async () => {
+test('the signed-in agent who joins has the session: a token only it sees; once ended, join, end and rotate are refused', async () => {
   const session = await newSession();
-  const { status, body } = await agentPost(session.code, 'join');
-  assert.equal(status, 200);
-  assert.equal(body.agent.name, 'Agent');
-  assert.match(body.agent.id, /^[0-9a-f]{24}$/);
-  assert.match(body.agent_token, HEX_64);
-  assert.ok(![session.control_token, session.stream_token].includes(body.agent_token));
-  assert.equal(body.state, 'pending');
-
-  const seen = await get(session.id);
-  assert.deepEqual(seen.agent, body.agent);
-  assert.equal(seen.agent_token, undefined);
-  assert.deepEqual(Object.keys(seen).slice(-1), ['agent']);
-});
-
-test('an agent joins an active session by name and id; once ended, join, end and rotate are refused', async () => {
-  const session = await newSession();
-  await put(session, { state: 'active', device: { os: 'linux' } });
-  const joined = await agentPost(session.id, 'join', { name: 'Dana', id: 'agent-7' });
+  const joined = await agentPost(session.code, 'join');
   assert.equal(joined.status, 200);
-  assert.deepEqual(joined.body.agent, { id: 'agent-7', name: 'Dana' });
-  assert.deepEqual(Object.keys(joined.body).slice(9, 11), ['agent', 'device']);
+  assert.deepEqual(joined.body.agent, { id: ctx.service.store.agents.findByName('Dana').id, name: 'Dana' });
+  assert.match(joined.body.agent_token, HEX_64);
+  assert.ok(![session.control_token, session.stream_token].includes(joined.body.agent_token));
+  assert.equal(joined.body.state, 'pending');
+  const seen = await get(session.id);
+  assert.deepEqual(seen.agent, joined.body.agent);
+  assert.equal(seen.agent_token, undefined);
 
+  await put(session, { state: 'active', device: { os: 'linux' } });
+  assert.deepEqual(Object.keys(await get(session.id)).slice(9, 11), ['agent', 'device']);
   const ended = await agentPost(session.code, 'end');
   assert.equal(ended.status, 200);
   assert.equal(ended.body.state, 'ended');
   assert.ok(ended.body.ended_at >= ended.body.created_at);
-  await expectError(agentPost(session.id, 'join', { name: 'Eve' }), 409, 'Session has ended');
+  await expectError(agentPost(session.id, 'join'), 409, 'Session has ended');
   await expectError(agentPost(session.id, 'end'), 409, 'Session has already ended');
   await expectError(agentPost(session.id, 'rotate-tokens'), 409, 'Session has ended');
   assert.deepEqual((await ctx.api('GET', `/api/1/agent/sessions/${session.id}`)).body, ended.body);
   await expectError(agentPost('nosuchsession', 'end'), 404, 'Session not found');
+});
+
+test('nothing on the agent API without a sign-in, and another agent\'s session stays its own', async () => {
+  const device = (await ctx.api('PUT', '/api/1/devices/OWN1', { push_token: '', push_provider: 'none', device: {} })).body;
+  const started = (await ctx.api('POST', `/api/1/agent/devices/${device.id}/sessions`)).body;
+  const waiting = await newSession(); // user-started, nobody has joined
+  const routes = [
+    ['GET', '/api/1/agent/devices'],
+    ['POST', `/api/1/agent/devices/${device.id}/sessions`],
+    ['POST', `/api/1/agent/devices/${device.id}/rotate-token`],
+    ['GET', `/api/1/agent/devices/${device.id}/sockets`],
+    ['GET', '/api/1/agent/sessions'],
+    ['GET', `/api/1/agent/sessions/${started.id}`],
+    ['POST', `/api/1/agent/sessions/${started.id}/join`],
+    ['POST', `/api/1/agent/sessions/${started.id}/rotate-tokens`],
+    ['GET', `/api/1/agent/sessions/${started.id}/sockets`],
+    ['GET', `/api/1/agent/sessions/${started.id}/frames`],
+    ['POST', `/api/1/agent/sessions/${started.id}/end`],
+  ];
+  for (const cookie of [null, 'halvora_agent=0123456789abcdef', 'other=1']) {
+    for (const [method, path] of routes) await expectError(ctx.api(method, path, undefined, { cookie }), 401, 'Sign in first');
+  }
+
+  const eve = { cookie: ctx.signedIn('Eve') };
+  for (const [method, path] of routes.filter(([, path]) => path.includes(started.id))) {
+    await expectError(ctx.api(method, path, undefined, eve), 403, 'This session belongs to another agent');
+  }
+  const listed = async (options) => (await ctx.api('GET', '/api/1/agent/sessions', undefined, options)).body.sessions.map(({ id }) => id);
+  assert.ok(!(await listed(eve)).includes(started.id));
+  assert.ok((await listed()).includes(started.id));
+  // A session nobody has joined is anyone's to take, and then only theirs.
+  assert.ok((await listed(eve)).includes(waiting.id));
+  assert.equal((await ctx.api('POST', `/api/1/agent/sessions/${waiting.code}/join`, undefined, eve)).status, 200);
+  await expectError(agentPost(waiting.id, 'join'), 403, 'This session belongs to another agent');
+  assert.ok(!(await listed()).includes(waiting.id));
+  assert.equal((await get(started.id)).state, 'pending', 'the refused calls changed nothing');
 });
 
 test('a code is not reused while its session is live, and then names the newest session', () => {

@@ -6,11 +6,13 @@
 // session, waits for the user's approval, points and draws, and watches until the user ends it.
 // With --save DIR every frame received is written there as frame-<id>.jpg, so the device's screen
 // as the agent saw it can be looked at afterwards.
-//   node tools/demo-agent.js SERVICE_URL [--save DIR] [--watch SECONDS] [--code-from FILE]
+// It signs in with the account in FILE (what the service's --demo-agent wrote).
+//   node tools/demo-agent.js SERVICE_URL --agent FILE [--save DIR] [--watch SECONDS] [--code-from FILE]
 import { existsSync, mkdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { deflateSync } from 'node:zlib';
 import { io } from 'socket.io-client';
+import { readCredentials, signIn } from './agent-client.js';
 import { operateShop } from './shop-tour.js';
 
 const args = process.argv.slice(2);
@@ -22,8 +24,9 @@ const option = (name) => {
 const saveDir = option('--save');
 const watchSeconds = Number(option('--watch') ?? 1);
 const codeFrom = option('--code-from');
-if (!serviceUrl || serviceUrl.startsWith('--') || !(watchSeconds >= 0)) {
-  console.error('usage: node tools/demo-agent.js SERVICE_URL [--save DIR] [--watch SECONDS] [--code-from FILE]');
+const agentFile = option('--agent');
+if (!serviceUrl || serviceUrl.startsWith('--') || !agentFile || !(watchSeconds >= 0)) {
+  console.error('usage: node tools/demo-agent.js SERVICE_URL --agent FILE [--save DIR] [--watch SECONDS] [--code-from FILE]');
   process.exit(64);
 }
 if (saveDir) mkdirSync(saveDir, { recursive: true });
@@ -72,11 +75,11 @@ function strokePng(width = 200, height = 40) {
   ]);
 }
 
+const call = await signIn(serviceUrl, readCredentials(agentFile));
 async function api(method, path) {
-  const response = await fetch(`${serviceUrl}${path}`, { method });
-  const text = await response.text();
-  if (!response.ok) throw new Error(`${method} ${path} answered ${response.status}: ${text}`);
-  return text ? JSON.parse(text) : undefined;
+  const answer = await call(method, path);
+  if (answer.status >= 400) throw new Error(`${method} ${path} answered ${answer.status}: ${JSON.stringify(answer.body)}`);
+  return answer.body;
 }
 
 async function until(what, check) {

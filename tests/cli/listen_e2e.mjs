@@ -1,6 +1,6 @@
 // halvora-cli listen end to end against a running reference service, with an agent played by the
 // official JavaScript client:
-//   node listen_e2e.mjs SERVICE_URL HALVORA_CLI
+//   node listen_e2e.mjs SERVICE_URL_FILE HALVORA_CLI
 // The agent starts a session for the listening device; the device joins and connects both
 // sockets; a probe comes back as "alive"; after a token rotation the device reconnects with the
 // new tokens; the agent ends the session and the tool exits 0 with both sockets closed.
@@ -10,13 +10,14 @@ import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { agentHarness } from '../support/agent_harness.mjs';
+import { agentHarness, fixtureService } from '../support/agent_harness.mjs';
 
-const [serviceUrl, cli] = process.argv.slice(2);
-if (!serviceUrl || !cli) {
-  console.error('usage: node listen_e2e.mjs SERVICE_URL HALVORA_CLI');
+const [urlFile, cli] = process.argv.slice(2);
+if (!urlFile || !cli) {
+  console.error('usage: node listen_e2e.mjs SERVICE_URL_FILE HALVORA_CLI');
   process.exit(2);
 }
+const { serviceUrl, agentFile } = fixtureService(urlFile);
 const serviceDir = fileURLToPath(new URL('../../service/', import.meta.url));
 const { io } = createRequire(join(serviceDir, 'package.json'))('socket.io-client');
 
@@ -27,6 +28,7 @@ let errors = '';
 
 const { fail, api, until } = agentHarness({
   serviceUrl,
+  agentFile,
   limitMs: LIMIT_MS,
   context: () => `--- stdout\n${output}\n--- stderr\n${errors}`,
   cleanup: () => rmSync(data, { recursive: true, force: true }),

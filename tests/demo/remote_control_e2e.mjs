@@ -3,20 +3,21 @@
 // own handlers must report each result exactly once, in order: a list scrolled and a row opened,
 // a SpinBox stepped, a Button clicked, a TextField typed into, a Switch toggled, a Slider dragged
 // to where the finger let go, a tab selected.
-//   node remote_control_e2e.mjs SERVICE_URL HALVORA_DEMO_SHOP
+//   node remote_control_e2e.mjs SERVICE_URL_FILE HALVORA_DEMO_SHOP
 import { spawn } from 'node:child_process';
 import { mkdtempSync, rmSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { agentHarness } from '../support/agent_harness.mjs';
+import { agentHarness, fixtureService } from '../support/agent_harness.mjs';
 
-const [serviceUrl, shop] = process.argv.slice(2);
-if (!serviceUrl || !shop) {
-  console.error('usage: node remote_control_e2e.mjs SERVICE_URL HALVORA_DEMO_SHOP');
+const [urlFile, shop] = process.argv.slice(2);
+if (!urlFile || !shop) {
+  console.error('usage: node remote_control_e2e.mjs SERVICE_URL_FILE HALVORA_DEMO_SHOP');
   process.exit(2);
 }
+const { serviceUrl, agentFile } = fixtureService(urlFile);
 const serviceDir = fileURLToPath(new URL('../../service/', import.meta.url));
 const require = createRequire(join(serviceDir, 'package.json'));
 const { io } = require('socket.io-client');
@@ -29,6 +30,7 @@ let app;
 let agent;
 const { fail, api, until, deviceReady } = agentHarness({
   serviceUrl,
+  agentFile,
   limitMs: 30_000,
   context: () => `--- shop stdout\n${output}\n--- shop stderr\n${errors.slice(-4000)}`,
   cleanup: () => {

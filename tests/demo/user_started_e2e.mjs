@@ -3,20 +3,21 @@
 // the agent must see the session wait for approval, turn active, stream frames, and end. Then a
 // session link given on the command line (as a desktop launches the application for one) must
 // join the session it names.
-//   node user_started_e2e.mjs SERVICE_URL HALVORA_DEMO_SHOP
+//   node user_started_e2e.mjs SERVICE_URL_FILE HALVORA_DEMO_SHOP
 import { spawn } from 'node:child_process';
 import { mkdtempSync, readdirSync, rmSync, statSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { agentHarness } from '../support/agent_harness.mjs';
+import { agentHarness, fixtureService } from '../support/agent_harness.mjs';
 
-const [serviceUrl, shop] = process.argv.slice(2);
-if (!serviceUrl || !shop) {
-  console.error('usage: node user_started_e2e.mjs SERVICE_URL HALVORA_DEMO_SHOP');
+const [urlFile, shop] = process.argv.slice(2);
+if (!urlFile || !shop) {
+  console.error('usage: node user_started_e2e.mjs SERVICE_URL_FILE HALVORA_DEMO_SHOP');
   process.exit(2);
 }
+const { serviceUrl, agentFile } = fixtureService(urlFile);
 const serviceDir = fileURLToPath(new URL('../../service/', import.meta.url));
 const { io } = createRequire(join(serviceDir, 'package.json'))('socket.io-client');
 
@@ -28,6 +29,7 @@ let app;
 let agent;
 const { fail, api, until } = agentHarness({
   serviceUrl,
+  agentFile,
   limitMs: 30_000,
   context: () => `--- shop stdout\n${output}\n--- shop stderr\n${errors.slice(-4000)}`,
   cleanup: () => {

@@ -47,8 +47,10 @@ const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 
 const servicePort = await freePort();
 const serviceUrl = `http://127.0.0.1:${servicePort}`;
+const agentFile = join(data, 'agent.json');
 const { fail, api, until, deviceReady } = agentHarness({
   serviceUrl,
+  agentFile,
   limitMs: RECOVERY_MS,
   context: () => `--- shop stdout\n${output}\n--- shop stderr\n${errors.slice(-4000)}`,
   cleanup: () => {
@@ -65,7 +67,7 @@ async function startService({ memory = false } = {}) {
   const portFile = join(data, `service-${Date.now()}.url`);
   const state = memory ? ['--memory'] : ['--data', join(data, 'service-state')];
   service = spawn('node', [join(serviceDir, 'src/server.js'), '--port', String(servicePort), '--port-file', portFile,
-    '--public-url', proxy.url, '--quiet', ...state], { stdio: 'ignore' });
+    '--public-url', proxy.url, '--quiet', '--demo-agent', agentFile, ...state], { stdio: 'ignore' });
   await until('the service to listen', () => {
     try {
       return readFileSync(portFile, 'utf8').length > 0;

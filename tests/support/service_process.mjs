@@ -1,5 +1,6 @@
 // Starts the reference service as its own process, on a free loopback port, for scripts that need
-// one of their own (benchmarks, soak). Resolves to { url, process }; rejects when it does not start.
+// one of their own (benchmarks, soak). Resolves to { url, process, agentFile } (the demo agent's
+// sign-in, for agentHarness); rejects when it does not start.
 import { spawn } from 'node:child_process';
 import { readFileSync } from 'node:fs';
 import { join } from 'node:path';
@@ -9,12 +10,14 @@ const serviceDir = fileURLToPath(new URL('../../service/', import.meta.url));
 
 export async function startServiceProcess(dir, args = ['--memory']) {
   const portFile = join(dir, `service-${process.pid}-${Date.now()}.url`);
-  const child = spawn('node', [join(serviceDir, 'src/server.js'), '--port', '0', '--port-file', portFile, '--quiet', ...args],
+  const agentFile = `${portFile}.agent`;
+  const child = spawn('node', [join(serviceDir, 'src/server.js'), '--port', '0', '--port-file', portFile, '--quiet',
+    '--demo-agent', agentFile, ...args],
     { stdio: 'ignore' });
   for (let i = 0; i < 100; i += 1) {
     try {
       const url = readFileSync(portFile, 'utf8').trim();
-      if (url) return { url, process: child };
+      if (url) return { url, process: child, agentFile };
     } catch {
       // not written yet
     }

@@ -1,5 +1,5 @@
 import { createHash, randomBytes } from 'node:crypto';
-import { conflict } from '../errors.js';
+import { conflict, notFound } from '../errors.js';
 import { newId } from '../tokens.js';
 
 // How long a sign-in lasts.
@@ -32,6 +32,15 @@ export class AgentAccounts {
     this.#state?.save('agents', account);
     this.#index(account);
     return publicAgent(account);
+  }
+
+  // A new password for an existing account; its sign-ins end, so an old browser loses access.
+  setPassword(id, passwordHash) {
+    const account = this.#byId.get(id);
+    if (!account) throw notFound('Agent not found');
+    account.passwordHash = passwordHash;
+    this.#state?.save('agents', account);
+    for (const login of [...this.#logins.values()]) if (login.agentId === id) this.#forget(login.id);
   }
 
   // The account with this name (any case), with its password hash, or undefined. An account the

@@ -9,12 +9,14 @@ const METHODS = ['GET', 'HEAD', 'POST', 'PUT', 'DELETE', 'PATCH', 'OPTIONS'];
 // the message given for that parameter name. A known path asked with another method is a 405
 // with Allow. Handlers get { params, readBody, request, reply } and return { status, body };
 // readBody parses the raw body as JSON (an empty body is none); request and reply are Fastify's,
-// for the few routes that read the client's address or set a cookie.
-export function registerRoutes(app, routes, paramErrors) {
+// for the few routes that read the client's address or set a cookie. `extra` goes into every
+// route's options as it stands (hooks such as onRequest, config such as rateLimit).
+export function registerRoutes(app, routes, paramErrors, extra = {}) {
   for (const { path, methods } of routes) {
     const allowed = Object.keys(methods);
     for (const [method, handler] of Object.entries(methods)) {
       app.route({
+        ...extra,
         method,
         url: path,
         handler: async (request, reply) => {
@@ -27,6 +29,7 @@ export function registerRoutes(app, routes, paramErrors) {
       });
     }
     app.route({
+      ...extra,
       method: METHODS.filter((method) => !allowed.includes(method)),
       url: path,
       handler: async () => {

@@ -1,21 +1,23 @@
-import { idField, optionalObjectBody, stringField } from '../validate.js';
+import { optionalObjectBody } from '../validate.js';
 
-// The support person's side. No authentication yet: the service only listens on loopback
-// unless told otherwise, and the console that will sit in front of this comes later.
+// The support person's side. Every route here runs for a signed-in agent (`request.agent`, set
+// by the service's sign-in check); a session joined by another agent is refused.
 // `sockets` is the socket server: it reaches connected devices and counts connections.
 export function agentRoutes(store, sockets) {
+  const reachable = (deviceId) => sockets.deviceSocketCounts(deviceId).notification > 0;
+  const sessionFor = (params, request) => store.getSessionFor(params.session, request.agent);
   return [
     {
       path: '/api/1/agent/devices',
       methods: {
-        GET: async () => ({ status: 200, body: { devices: store.listDevices() } }),
+        GET: async () => ({ status: 200, body: { devices: store.listDevicesForAgents(reachable) } }),
       },
     },
     {
       path: '/api/1/agent/devices/:device/sessions',
       methods: {
-        POST: async ({ params }) => {
-          const record = store.startSessionForDevice(params.device);
+        POST: async ({ params, request }) => {
+          const record = store.startSessionForDevice(params.device, request.agent);
           // Stands in for a push notification: the device's notification socket hears about it.
           sockets.notifyDevice(params.device, { 'halvora-notification': true, 'halvora-code': record.code });
           return { status: 201, body: record };
@@ -44,26 +46,23 @@ export function agentRoutes(store, sockets) {
     {
       path: '/api/1/agent/sessions',
       methods: {
-        GET: async () => ({ status: 200, body: { sessions: store.listSessions() } }),
+        GET: async ({ request }) => ({ status: 200, body: { sessions: store.listSessionsFor(request.agent) } }),
       },
     },
     {
       path: '/api/1/agent/sessions/:session',
       methods: {
-        GET: async ({ params }) => ({ status: 200, body: store.getSession(params.session) }),
+        GET: async ({ params, request }) => ({ status: 200, body: sessionFor(params, request) }),
       },
     },
     {
       path: '/api/1/agent/sessions/:session/join',
       methods: {
-        POST: async ({ params, readBody }) => {
-          const body = optionalObjectBody(await readBody());
-          const agent = {};
-          const id = idField(body, 'id');
-          const name = stringField(body, 'name');
-          if (id !== undefined) agent.id = id;
-          if (name !== undefined) agent.name = name;
-          const { record, agentToken } = store.joinSession(params.session, agent);
+        POST: async ({ params, readBody, request }) => {
+          // Nothing to say in a body any more (the agent is the signed-in one), but one that is
+          // sent must still be well formed.
+          optionalObjectBody(await readBody());
+          const { record, agentToken } = store.joinSession(params.session, request.agent);
           return { status: 200, body: { ...record, agent_token: agentToken } };
         },
       },
@@ -71,7 +70,8 @@ export function agentRoutes(store, sockets) {
     {
       path: '/api/1/agent/sessions/:session/rotate-tokens',
       methods: {
-        POST: async ({ params }) => {
+        POST: async ({ params, request }) => {
+          sessionFor(params, request);
           // The change goes out first, so a connected device hears the new tokens before its
           // connection drops.
           const record = store.rotateSessionTokens(params.session);
@@ -83,8 +83,8 @@ export function agentRoutes(store, sockets) {
     {
       path: '/api/1/agent/sessions/:session/sockets',
       methods: {
-        GET: async ({ params }) => {
-          const { id } = store.getSession(params.session);
+        GET: async ({ params, request }) => {
+          const { id } = sessionFor(params, request);
           return { status: 200, body: sockets.sessionSocketCounts(id) };
         },
       },
@@ -92,8 +92,8 @@ export function agentRoutes(store, sockets) {
     {
       path: '/api/1/agent/sessions/:session/frames',
       methods: {
-        GET: async ({ params }) => {
-          const { id } = store.getSession(params.session);
+        GET: async ({ params, request }) => {
+          const { id } = sessionFor(params, request);
           return { status: 200, body: { ids: sockets.sessionFrameIds(id) } };
         },
       },
@@ -101,7 +101,10 @@ export function agentRoutes(store, sockets) {
     {
       path: '/api/1/agent/sessions/:session/end',
       methods: {
-        POST: async ({ params }) => ({ status: 200, body: store.endSession(params.session) }),
+        POST: async ({ params, request }) => {
+          sessionFor(params, request);
+          return { status: 200, body: store.endSession(params.session) };
+        },
       },
     },
   ];

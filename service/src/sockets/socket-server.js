@@ -52,7 +52,11 @@ export function createSocketServer({ server, store, log, metrics, allowOrigin = 
     const who = describe(socket);
     const client = clientDescription(socket.handshake);
     log(`socket connected: ${who} transport=${socket.conn.transport.name}${client ? ` ${client}` : ''}`);
-    socket.on('disconnect', (reason) => log(`socket disconnected: ${who} (${reason})`));
+    socket.on('disconnect', (reason) => {
+      log(`socket disconnected: ${who} (${reason})`);
+      // The console shows when a device that cannot be reached now was last there.
+      if (access.channel === 'notification') store.deviceLastSeen(access.deviceId);
+    });
     socket.onAny((event, ...args) => {
       try {
         onEvent(socket, event, args);
