@@ -1,6 +1,7 @@
 import fastifyCookie from '@fastify/cookie';
 import fastifyHelmet from '@fastify/helmet';
 import fastifyRateLimit from '@fastify/rate-limit';
+import { createAdapter } from '@socket.io/redis-adapter';
 import Fastify from 'fastify';
 import { SignInThrottle } from './agents/sign-in-throttle.js';
 import { serveConsole } from './console/serve-console.js';
@@ -13,6 +14,7 @@ import { agentRoutes } from './routes/agent-routes.js';
 import { deviceRoutes } from './routes/device-routes.js';
 import { SIGN_IN_COOKIE, signInRoutes } from './routes/sign-in-routes.js';
 import { createSocketServer } from './sockets/socket-server.js';
+import { RedisState } from './state/redis-state.js';
 import { SqliteState } from './state/sqlite-state.js';
 import { DEFAULT_NEXT_REGISTRATION, Store } from './store.js';
 
@@ -36,6 +38,8 @@ export const DEFAULT_AGENT_RATE_LIMIT = 600;
 //   logRequests       log one line per request (default: true when log is given)
 //   generateCode      session code generator, for tests that need collisions
 //   dataDir           keep the state in an SQLite file in this directory (default: memory only)
+//   redisUrl          keep the state in Redis and share it, and the sockets' fan-out, with every
+//                     instance that names the same Redis (instead of dataDir)
 //   signInThrottle    a SignInThrottle, for tests that need their own clock
 //   agentRateLimit    requests a minute one address may make to the agent API (default 600;
 //                     0: no limit)
@@ -45,7 +49,9 @@ export function createService(options = {}) {
   const logRequests = options.logRequests ?? options.log !== undefined;
   let baseUrl = options.publicUrl ?? '';
 
-  const state = options.dataDir === undefined ? undefined : new SqliteState(options.dataDir);
+  const state = options.redisUrl !== undefined
+    ? new RedisState(options.redisUrl, { onError: (err) => log(`redis: ${describe(err)}`) })
+    : options.dataDir === undefined ? undefined : new SqliteState(options.dataDir);
   const store = new Store({
     state,
     baseUrl: () => baseUrl,
@@ -142,18 +148,25 @@ export function createService(options = {}) {
   };
   const isSecure = (request) => request.protocol === 'https' || baseUrl.startsWith('https:');
 
+  // With a shared state, what another instance made a moment ago may not have been heard of yet.
+  const catchUp = state instanceof RedisState ? () => store.catchUp() : undefined;
   const server = app.server;
   const metrics = createMetrics(store);
   const sockets = createSocketServer({
-    server, store, log, metrics, allowOrigin: (req) => isOwnOrigin(req.headers.origin, req.headers.host),
+    server, store, log, metrics, catchUp, allowOrigin: (req) => isOwnOrigin(req.headers.origin, req.headers.host),
   });
   metrics.countReachableDevices(sockets.reachableDeviceCount);
   const throttle = options.signInThrottle ?? new SignInThrottle();
-  registerRoutes(app, [...deviceRoutes(store), ...signInRoutes(store, throttle, { isSecure })], PARAM_ERRORS);
+  registerRoutes(app, [...deviceRoutes(store), ...signInRoutes(store, throttle, { isSecure })], PARAM_ERRORS, { catchUp });
   // Everything else an agent does needs a signed-in agent, and a runaway script or a stolen
   // cookie cannot hammer it.
   const requireAgent = async (request) => {
-    request.agent = store.agents.agentFor(request.cookies[SIGN_IN_COOKIE]);
+    const token = request.cookies[SIGN_IN_COOKIE];
+    request.agent = store.agents.agentFor(token);
+    if (!request.agent && token && catchUp) {
+      await catchUp();
+      request.agent = store.agents.agentFor(token);
+    }
     if (!request.agent) throw unauthorized();
   };
   const rateLimit = options.agentRateLimit ?? DEFAULT_AGENT_RATE_LIMIT;
@@ -164,6 +177,7 @@ export function createService(options = {}) {
         new HttpError(429, `Too many requests; try again in ${Math.ceil(context.ttl / 1000)} seconds`),
     });
     registerRoutes(agentApi, agentRoutes(store, sockets), PARAM_ERRORS, {
+      catchUp,
       onRequest: requireAgent,
       config: rateLimit > 0 ? { rateLimit: { max: rateLimit, timeWindow: '1 minute' } } : {},
     });
@@ -185,6 +199,12 @@ export function createService(options = {}) {
   async function listen(port = 0, host = '127.0.0.1') {
     if (!options.allowRemote && !isLoopbackHost(host)) {
       throw new Error(`Refusing to listen on ${host}: not a loopback address`);
+    }
+    await store.open();
+    if (state instanceof RedisState) {
+      const [publisher, subscriber] = state.adapterClients();
+      await Promise.all([publisher.connect(), subscriber.connect()]);
+      sockets.useAdapter(createAdapter(publisher, subscriber));
     }
     await app.listen({ port, host });
     baseUrl = options.publicUrl ?? baseUrlFor(server.address());

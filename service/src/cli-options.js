@@ -11,6 +11,9 @@ export const USAGE = `Usage: node src/server.js [options]
   --data DIR                  keep devices, sessions and tokens in DIR/halvora.db, so that a
                               restart keeps every session (default ./halvora-data)
   --memory                    keep everything in memory only: a restart forgets it all
+  --redis URL                 keep everything in Redis (redis://HOST:PORT), shared with every
+                              other instance given the same URL: sessions, sign-ins and the
+                              sockets' fan-out work across them all
   --demo-agent FILE           add (or reset) the agent "demo" with a new random password and
                               write its sign-in to FILE; for demos and tests
   --agent-rate-limit N        requests a minute one address may make to the agent API
@@ -33,6 +36,7 @@ export function parseCliOptions(argv) {
       'next-registration': { type: 'string' },
       data: { type: 'string' },
       memory: { type: 'boolean', default: false },
+      redis: { type: 'string' },
       'demo-agent': { type: 'string' },
       'agent-rate-limit': { type: 'string' },
       'trust-proxy': { type: 'string' },
@@ -53,7 +57,8 @@ export function parseCliOptions(argv) {
       values['next-registration'] === undefined
         ? undefined
         : integerOption('--next-registration', values['next-registration'], 1, 31_536_000),
-    dataDir: dataOption(values),
+    dataDir: values.redis === undefined ? dataOption(values) : undefined,
+    redisUrl: redisOption(values),
     demoAgentFile: values['demo-agent'],
     agentRateLimit:
       values['agent-rate-limit'] === undefined
@@ -86,6 +91,19 @@ function proxyOption(text) {
     }
   }
   return entries;
+}
+
+function redisOption(values) {
+  if (values.redis === undefined) return undefined;
+  if (values.memory || values.data !== undefined) throw new Error('--redis excludes --data and --memory');
+  let url;
+  try {
+    url = new URL(values.redis);
+  } catch {
+    throw new Error(`--redis must be a URL such as redis://127.0.0.1:6379, got "${values.redis}"`);
+  }
+  if (url.protocol !== 'redis:' && url.protocol !== 'rediss:') throw new Error('--redis must be a redis:// or rediss:// URL');
+  return values.redis;
 }
 
 function integerOption(name, text, min, max) {

@@ -27,6 +27,7 @@ async function main() {
   try {
     service = createService({
       dataDir: options.dataDir,
+      redisUrl: options.redisUrl,
       nextRegistration: options.nextRegistration,
       publicUrl: options.publicUrl,
       allowRemote: options.hostGiven,
@@ -40,21 +41,12 @@ async function main() {
     return 1;
   }
 
-  if (options.demoAgentFile) {
-    try {
-      await provideDemoAgent(service.store.agents, options.demoAgentFile);
-    } catch (err) {
-      process.stderr.write(`Cannot provide the demo agent in ${options.demoAgentFile}: ${err.message}\n`);
-      await service.close();
-      return 1;
-    }
-  }
-
   let baseUrl;
   try {
     baseUrl = await service.listen(options.port, options.host);
   } catch (err) {
     process.stderr.write(`Cannot listen on ${options.host}:${options.port}: ${err.message}\n`);
+    await service.close().catch(() => {});
     return 1;
   }
 
@@ -74,6 +66,16 @@ async function main() {
   };
   process.on('SIGTERM', () => stop('SIGTERM'));
   process.on('SIGINT', () => stop('SIGINT'));
+
+  if (options.demoAgentFile) {
+    try {
+      await provideDemoAgent(service.store.agents, options.demoAgentFile);
+    } catch (err) {
+      process.stderr.write(`Cannot provide the demo agent in ${options.demoAgentFile}: ${err.message}\n`);
+      await service.close();
+      return 1;
+    }
+  }
 
   if (options.portFile) {
     try {

@@ -8,6 +8,7 @@ import { newId, newToken } from './tokens.js';
 import { isSessionCode } from './validate.js';
 
 export const DEFAULT_NEXT_REGISTRATION = 600;
+const SESSION_CHANNELS = ['control', 'stream', 'agent'];
 
 // Devices and sessions, worked on in memory. With `state` (an SqliteState) they are read back from
 // it at construction and every change is written through to it before it is announced. Every
@@ -41,7 +42,31 @@ export class Store extends EventEmitter {
     this.#onListenerError = onListenerError;
     this.#state = state;
     this.agents = new AgentAccounts({ state, now });
-    if (state) this.#restore(state.load());
+    // A state that must connect first (Redis) is read in open().
+    if (state && typeof state.open !== 'function') this.#restore(state.load());
+  }
+
+  // Connects a shared state, reads it, and from then on applies what other service instances
+  // change. Nothing to do for memory or SQLite.
+  async open() {
+    if (typeof this.#state?.open !== 'function') return;
+    await this.#state.open();
+    this.#restore(this.#state.load());
+    this.#state.onRemoteChange((table, action, value) => this.#applyRemote(table, action, value));
+  }
+
+  // After a lookup missed: reads a shared state again in case another instance has just made
+  // what was looked for, and takes in the records it has never heard of. (Messages from the other
+  // instances may also bring it while this waits: look again either way.) Records it knows are
+  // kept current by those messages; a read may predate a change of its own still on its way,
+  // so it never replaces them.
+  async catchUp() {
+    const snapshot = await this.#state?.catchUp?.();
+    for (const [table, records] of Object.entries(snapshot ?? {})) {
+      for (const record of records) {
+        if (!this.#knows(table, record.id)) this.#applyRemote(table, 'save', record, { quiet: true });
+      }
+    }
   }
 
   // ---- sessions ----
@@ -211,16 +236,55 @@ export class Store extends EventEmitter {
 
   #restore({ sessions, devices, agents, logins }) {
     this.agents.restore(agents, logins);
-    for (const session of sessions) {
-      this.#sessions.set(session.id, session);
-      this.#codes.restore(session.code, session.id, session.state !== 'ended');
-      for (const channel of ['control', 'stream', 'agent']) {
-        this.#tokens.set(session[`${channel}Token`], { channel, id: session.id });
-      }
+    for (const session of sessions) this.#adoptSession(session);
+    for (const device of devices) this.#adoptDevice(device);
+  }
+
+  // Takes in a session as another instance (or the state file) has it, replacing any copy of it
+  // here together with the tokens and code that copy held.
+  #adoptSession(session) {
+    const old = this.#sessions.get(session.id);
+    if (old) {
+      for (const channel of SESSION_CHANNELS) this.#tokens.delete(old[`${channel}Token`]);
+      if (old.code !== session.code) this.#codes.release(old.code);
     }
-    for (const device of devices) {
-      this.#devices.set(device.id, device);
-      this.#tokens.set(device.notificationToken, { channel: 'notification', id: device.id });
+    this.#sessions.set(session.id, session);
+    this.#codes.restore(session.code, session.id, session.state !== 'ended');
+    if (session.state === 'ended') this.#codes.release(session.code);
+    for (const channel of SESSION_CHANNELS) this.#tokens.set(session[`${channel}Token`], { channel, id: session.id });
+  }
+
+  #adoptDevice(device) {
+    const old = this.#devices.get(device.id);
+    if (old) this.#tokens.delete(old.notificationToken);
+    this.#devices.set(device.id, device);
+    this.#tokens.set(device.notificationToken, { channel: 'notification', id: device.id });
+  }
+
+  #knows(table, id) {
+    if (table === 'sessions') return this.#sessions.has(id);
+    if (table === 'devices') return this.#devices.has(id);
+    return this.agents.knows(table, id);
+  }
+
+  // A change another instance made. Its sockets were told already (the socket.io adapter reaches
+  // every instance's sockets), so it is announced here only as 'remote-change', for
+  // bookkeeping, and not at all while catching up.
+  #applyRemote(table, action, value, { quiet = false } = {}) {
+    if (table === 'agents' || table === 'logins') {
+      this.agents.applyRemote(table, action, value);
+      return;
+    }
+    if (table === 'sessions' && action === 'save') {
+      this.#adoptSession(value);
+      if (!quiet) this.emit('remote-change', { kind: 'session', record: this.#sessionRecord(value) });
+    } else if (table === 'devices' && action === 'save') {
+      this.#adoptDevice(value);
+    } else if (table === 'devices' && action === 'remove') {
+      const device = this.#devices.get(value);
+      if (!device) return;
+      this.#devices.delete(value);
+      this.#tokens.delete(device.notificationToken);
     }
   }
 

@@ -34,6 +34,24 @@ export class AgentAccounts {
     return publicAgent(account);
   }
 
+  knows(table, id) {
+    return table === 'agents' ? this.#byId.has(id) : this.#logins.has(id);
+  }
+
+  // A change another service instance made to an account or a sign-in.
+  applyRemote(table, action, value) {
+    if (table === 'agents') {
+      const old = this.#byId.get(action === 'save' ? value.id : value);
+      if (old) this.#byName.delete(old.name.toLowerCase());
+      if (action === 'save') this.#index(value);
+      else this.#byId.delete(value);
+    } else if (action === 'save') {
+      this.#logins.set(value.id, value);
+    } else {
+      this.#logins.delete(value);
+    }
+  }
+
   // A new password for an existing account; its sign-ins end, so an old browser loses access.
   setPassword(id, passwordHash) {
     const account = this.#byId.get(id);

@@ -10,8 +10,11 @@ const METHODS = ['GET', 'HEAD', 'POST', 'PUT', 'DELETE', 'PATCH', 'OPTIONS'];
 // with Allow. Handlers get { params, readBody, request, reply } and return { status, body };
 // readBody parses the raw body as JSON (an empty body is none); request and reply are Fastify's,
 // for the few routes that read the client's address or set a cookie. `extra` goes into every
-// route's options as it stands (hooks such as onRequest, config such as rateLimit).
-export function registerRoutes(app, routes, paramErrors, extra = {}) {
+// route's options as it stands (hooks such as onRequest, config such as rateLimit), except
+// `catchUp`: when given, a handler that finds nothing (404) runs once more after it resolves
+// (the store has taken in what other instances made). Handlers look things up before they
+// change anything, so running one again is safe.
+export function registerRoutes(app, routes, paramErrors, { catchUp, ...extra } = {}) {
   for (const { path, methods } of routes) {
     const allowed = Object.keys(methods);
     for (const [method, handler] of Object.entries(methods)) {
@@ -23,7 +26,15 @@ export function registerRoutes(app, routes, paramErrors, extra = {}) {
           checkParams(request.params, paramErrors);
           let body;
           const readBody = async () => (body ??= parseJsonBody(request.body ?? Buffer.alloc(0)));
-          const answer = await handler({ params: request.params, readBody, request, reply });
+          const run = () => handler({ params: request.params, readBody, request, reply });
+          let answer;
+          try {
+            answer = await run();
+          } catch (err) {
+            if (!catchUp || err.status !== 404) throw err;
+            await catchUp();
+            answer = await run();
+          }
           sendJson(reply, answer.status, answer.body);
         },
       });

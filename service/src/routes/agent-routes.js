@@ -4,13 +4,15 @@ import { optionalObjectBody } from '../validate.js';
 // by the service's sign-in check); a session joined by another agent is refused.
 // `sockets` is the socket server: it reaches connected devices and counts connections.
 export function agentRoutes(store, sockets) {
-  const reachable = (deviceId) => sockets.deviceSocketCounts(deviceId).notification > 0;
   const sessionFor = (params, request) => store.getSessionFor(params.session, request.agent);
   return [
     {
       path: '/api/1/agent/devices',
       methods: {
-        GET: async () => ({ status: 200, body: { devices: store.listDevicesForAgents(reachable) } }),
+        GET: async () => {
+          const reachable = await sockets.reachableDeviceIds();
+          return { status: 200, body: { devices: store.listDevicesForAgents((id) => reachable.has(id)) } };
+        },
       },
     },
     {
@@ -39,7 +41,7 @@ export function agentRoutes(store, sockets) {
       methods: {
         GET: async ({ params }) => {
           store.getDevice(params.device);
-          return { status: 200, body: sockets.deviceSocketCounts(params.device) };
+          return { status: 200, body: await sockets.deviceSocketCounts(params.device) };
         },
       },
     },
@@ -85,7 +87,7 @@ export function agentRoutes(store, sockets) {
       methods: {
         GET: async ({ params, request }) => {
           const { id } = sessionFor(params, request);
-          return { status: 200, body: sockets.sessionSocketCounts(id) };
+          return { status: 200, body: await sockets.sessionSocketCounts(id) };
         },
       },
     },

@@ -13,28 +13,34 @@ export function roomFor({ channel, sessionId, deviceId }) {
   return channel === 'notification' ? rooms.notification(deviceId) : rooms[channel](sessionId);
 }
 
-export function countIn(namespace, room) {
-  return namespace.adapter.rooms.get(room)?.size ?? 0;
-}
-
 export function socketsIn(namespace, room) {
   const ids = namespace.adapter.rooms.get(room) ?? [];
   return [...ids].map((id) => namespace.sockets.get(id)).filter(Boolean);
 }
 
-export function sessionSocketCounts(namespace, sessionId) {
-  return {
-    control: countIn(namespace, rooms.control(sessionId)),
-    stream: countIn(namespace, rooms.stream(sessionId)),
-    agent: countIn(namespace, rooms.agent(sessionId)),
-  };
+// The counts take in every instance's sockets when an adapter shares the rooms.
+export async function sessionSocketCounts(namespace, sessionId) {
+  const [control, stream, agent] = await Promise.all(
+    [rooms.control, rooms.stream, rooms.agent].map((room) => countEverywhere(namespace, room(sessionId))),
+  );
+  return { control, stream, agent };
 }
 
-export function deviceSocketCounts(namespace, deviceId) {
-  return { notification: countIn(namespace, rooms.notification(deviceId)) };
+export async function deviceSocketCounts(namespace, deviceId) {
+  return { notification: await countEverywhere(namespace, rooms.notification(deviceId)) };
 }
 
-// Devices with at least one notification connection open.
+async function countEverywhere(namespace, room) {
+  return (await namespace.in(room).fetchSockets()).length;
+}
+
+// The ids of devices with a notification connection open on any instance.
+export async function reachableDeviceIds(namespace) {
+  const sockets = await namespace.fetchSockets();
+  return new Set(sockets.filter((socket) => socket.data.access?.channel === 'notification').map((socket) => socket.data.access.deviceId));
+}
+
+// Devices with at least one notification connection open on this instance.
 export function reachableDeviceCount(namespace) {
   let count = 0;
   for (const [room, members] of namespace.adapter.rooms) {

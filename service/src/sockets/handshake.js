@@ -17,10 +17,15 @@ export function bearerToken(handshake) {
 
 // Namespace middleware: resolves the token to its channel and stores it in socket.data.access,
 // or refuses the connection (the client gets CONNECT_ERROR with the error's message).
-export function authenticate(store, log) {
-  return (socket, next) => {
+// `catchUp()` (optional) looks again for a token another instance has just issued.
+export function authenticate(store, log, catchUp) {
+  return async (socket, next) => {
     const token = bearerToken(socket.handshake);
-    const access = token === undefined ? undefined : store.resolveToken(token);
+    let access = token === undefined ? undefined : store.resolveToken(token);
+    if (!access && token !== undefined && catchUp) {
+      await catchUp();
+      access = store.resolveToken(token);
+    }
     const from = printable(socket.handshake.address);
     if (!access) {
       log(`socket refused from ${from}: ${token === undefined ? 'no token' : 'unknown token'}`);

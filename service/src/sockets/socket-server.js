@@ -2,6 +2,7 @@ import { Server } from 'socket.io';
 import {
   deviceSocketCounts,
   reachableDeviceCount,
+  reachableDeviceIds,
   roomFor,
   rooms,
   sessionSocketCounts,
@@ -19,8 +20,11 @@ export const MAX_MESSAGE_BYTES = 10 * 1024 * 1024;
 // ("/"); the bearer token decides the channel (control, stream, agent or notification) and so
 // the room a socket joins.
 // `metrics` (optional) hears of every frame relayed; `allowOrigin(req)` (optional) decides
-// whether a handshake that names an Origin comes from one of the service's own pages.
-export function createSocketServer({ server, store, log, metrics, allowOrigin = () => true }) {
+// whether a handshake that names an Origin comes from one of the service's own pages;
+// `catchUp()` (optional) is the store's, for a token another instance issued a moment ago.
+// With useAdapter() several instances share one fan-out: emits to a room reach its sockets on
+// every instance, and the counts below count them all.
+export function createSocketServer({ server, store, log, metrics, catchUp, allowOrigin = () => true }) {
   const io = new Server(server, {
     allowRequest: (req, callback) => {
       const allowed = req.headers.origin === undefined || allowOrigin(req);
@@ -36,7 +40,10 @@ export function createSocketServer({ server, store, log, metrics, allowOrigin = 
   const namespace = io.of('/');
   const latest = new LatestRecords();
 
-  namespace.use(authenticate(store, log));
+  let clustered = false;
+  namespace.use(authenticate(store, log, catchUp));
+  // Another instance asks for its rooms' transports to be closed here too.
+  namespace.on('close-transports', (room) => closeLocalTransports(room));
   namespace.on('connection', (socket) => {
     try {
       onConnection(socket);
@@ -120,13 +127,21 @@ export function createSocketServer({ server, store, log, metrics, allowOrigin = 
     }
   }
   store.on('change', onStoreChange);
+  // Another instance's change already reached the sockets; what is left is this one's own
+  // bookkeeping.
+  const onRemoteChange = ({ kind, record }) => {
+    if (kind === 'session' && record.state === 'ended') latest.forget(record.id);
+  };
+  store.on('remote-change', onRemoteChange);
 
   // Closing only the transport (not the namespace) makes a socket.io client reconnect on its
   // own; with its old token refused, the device then fetches the new ones.
+  function closeLocalTransports(room) {
+    for (const socket of socketsIn(namespace, room)) socket.conn.close();
+  }
   function closeTransports(room) {
-    const sockets = socketsIn(namespace, room);
-    for (const socket of sockets) socket.conn.close();
-    return sockets.length;
+    closeLocalTransports(room);
+    if (clustered) namespace.serverSideEmit('close-transports', room);
   }
 
   return {
@@ -134,20 +149,28 @@ export function createSocketServer({ server, store, log, metrics, allowOrigin = 
       namespace.to(rooms.notification(deviceId)).emit('notification', payload);
     },
     closeSessionTransports(sessionId) {
-      return closeTransports(rooms.control(sessionId)) + closeTransports(rooms.stream(sessionId));
+      closeTransports(rooms.control(sessionId));
+      closeTransports(rooms.stream(sessionId));
     },
     closeDeviceTransports(deviceId) {
-      return closeTransports(rooms.notification(deviceId));
+      closeTransports(rooms.notification(deviceId));
+    },
+    useAdapter(adapter) {
+      io.adapter(adapter);
+      clustered = true;
     },
     sessionSocketCounts: (sessionId) => sessionSocketCounts(namespace, sessionId),
     sessionFrameIds: (sessionId) => latest.frameIds(sessionId),
     deviceSocketCounts: (deviceId) => deviceSocketCounts(namespace, deviceId),
+    reachableDeviceIds: () => reachableDeviceIds(namespace),
+    // This instance's own, for its metrics.
     reachableDeviceCount: () => reachableDeviceCount(namespace),
     // Drops every connection, including ones that never joined the namespace, as a transport
     // close (clients may come back once a service listens again). The http.Server itself is
     // left to its owner.
     close() {
       store.off('change', onStoreChange);
+      store.off('remote-change', onRemoteChange);
       io.engine.close();
     },
   };
