@@ -21,6 +21,8 @@ packages=(
   fonts-dejavu-core  # text in offscreen frames needs at least one font
   # The redaction leak test on the OpenGL scene graph: a virtual X server with Mesa's software GL.
   xvfb xauth libgl1-mesa-dri libglx-mesa0
+  chromium  # the agent console's browser test (tests/console), driven by playwright-core
+  redis-server  # the reference service shared by several instances, in its tests and load run
 )
 # better-sqlite3 (the reference service's store) compiles on install: node-gyp needs python3 and make.
 packages+=(python3)
@@ -43,6 +45,8 @@ fi
 if [ ! -d service/node_modules ] || [ service/package-lock.json -nt service/node_modules/.package-lock.json ]; then
   (cd service && npm ci --no-audit --no-fund)
 fi
+# The agent's console (served at /console) is bundled from service/console/; it takes under a second.
+(cd service && npm run --silent build)
 
 # The Socket.IO peer server of the sio conformance tests and benchmark.
 if [ ! -d sio/conformance/node_modules ] || [ sio/conformance/package-lock.json -nt sio/conformance/node_modules/.package-lock.json ]; then

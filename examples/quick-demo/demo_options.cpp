@@ -16,8 +16,11 @@ ParsedOptions parseDemoOptions(const QStringList& arguments) {
     const QCommandLineOption playUser("play-user",
                                       "Play the user: ask for help, approve, end from the banner after SECONDS.",
                                       "SECONDS");
-    const QCommandLineOption screenshots("screenshots", "Keep screenshots of the played user's screens in DIR.",
-                                         "DIR");
+    const QCommandLineOption screenshots(
+        "screenshots",
+        "Keep screenshots of the played user's screens in DIR; without --play-user, save the window as "
+        "DIR/NAME.png on each line \"screenshot NAME\" on standard input.",
+        "DIR");
     const QCommandLineOption probe("latency-probe", "Change a coloured strip every MS milliseconds, printing each change.",
                                    "MS", "0");
     parser.addOptions({api, data, tour, join, playUser, screenshots, probe});

@@ -22,7 +22,8 @@ struct DemoOptions {
     std::optional<double> playUserSeconds;
     // Changes the latency probe's colour every this many milliseconds (0: no probe).
     int probeMs = 0;
-    // Where the played user keeps screenshots of the shop's window; none: no screenshots.
+    // Where the played user keeps screenshots of the shop's window, or without a played user, where
+    // the window is saved on request from standard input (see window_shots.h); none: no screenshots.
     std::optional<std::string> screenshotDir;
 };
 

@@ -20,6 +20,7 @@
 #include "demo_options.h"
 #include "demo_user.h"
 #include "shop_report.h"
+#include "window_shots.h"
 
 namespace {
 
@@ -87,10 +88,12 @@ int main(int argc, char** argv) {
     std::printf("device %s\n", halvora.deviceId().c_str());
     std::fflush(stdout);
     if (options.joinCode) halvora::Halvora::joinFromOutside(*options.joinCode);
+    auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
     if (options.playUserSeconds) {
-        auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
         const auto sharedFor = std::chrono::milliseconds(static_cast<long long>(*options.playUserSeconds * 1000));
         new DemoUser(window, sharedFor, QString::fromStdString(options.screenshotDir.value_or("")), &app);
+    } else if (options.screenshotDir) {
+        new WindowShots(window, QString::fromStdString(*options.screenshotDir), &app);
     }
     return app.exec();
 }
