@@ -66,7 +66,10 @@ async function measure(count) {
   };
 
   // Every instance resets the demo agent's password as it starts: the last one's is the one.
-  const agentCall = await signIn(services[0].url, readCredentials(services.at(-1).agentFile));
+  const agentCall = await signIn(services[0].url, readCredentials(services.at(-1).agentFile)).catch(async (err) => {
+    await stop();
+    throw err;
+  });
   async function api(url, method, path, body) {
     const answer = path.startsWith('/api/1/agent/')
       ? await agentCall(method, path, body)

@@ -1,16 +1,30 @@
 #!/usr/bin/env bash
 # The demo: builds what is needed, starts the reference service on loopback, checks the endpoint
-# with halvora-cli doctor, then runs two live sessions with the demo shop (a Qt Quick application
-# that embeds Halvora) and a scripted agent (the official JavaScript Socket.IO client):
+# with halvora-cli doctor, and starts the demo shop (a Qt Quick application that embeds Halvora).
+#
+# With a display, it prints the agent console's address and the demo agent's sign-in and waits: a
+# person opens the console in a browser, finds the shop's device, starts a session (the shop asks
+# its user to approve), watches, points, draws, taps and types; or taps "Get help" in the shop and
+# joins by the code it shows. Closing the shop's window (or Ctrl-C) ends the demo.
+#
+# Without a display, or with --scripted, a scripted agent (the official JavaScript Socket.IO client)
+# does the tour instead, in two live sessions:
 #  1. agent-started: the agent starts a session for the shop, watches the frames, points, draws,
 #     touches, types and ends it;
 #  2. user-started: a played user taps "Get help", reads the code out, approves the agent, and
 #     later ends the session from the red banner.
 # The frames the agent received are kept in demo-frames/<flow>/ as JPEG files, and the shop's own
-# window at each screen the user saw in demo-frames/user-started/user-*.png. With a display the shop's window shows the
-# banner and the agent's annotations; without one it runs offscreen.
+# window at each screen the user saw in demo-frames/user-started/user-*.png.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+scripted=0
+case "${1:-}" in
+  --scripted) scripted=1 ;;
+  "") ;;
+  *) echo "usage: $0 [--scripted]" >&2; exit 64 ;;
+esac
+[ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] && scripted=1
 
 scripts/install-deps.sh
 cmake --preset default >/dev/null
@@ -29,9 +43,24 @@ url="$(cat "$state/service.url")"
 
 build/default/tools/cli/halvora-cli --api "$url" --data "$state/cli" doctor
 
+if [ "$scripted" -eq 0 ]; then
+  build/default/examples/quick-demo/halvora-demo-shop --api "$url" --data "$state/shop" &
+  shop=$!
+  password="$(node -e 'process.stdout.write(JSON.parse(require("fs").readFileSync(process.argv[1])).password)' \
+    "$state/service.url.agent")"
+  echo
+  echo "The demo shop is running. Play the support agent in a browser:"
+  echo "  console:  $url/console/"
+  echo "  sign in:  demo / $password"
+  echo "Start a session for the shop's device (the shop asks you to approve it), or tap \"Get help\" in"
+  echo "the shop and join by the code it shows. Close the shop's window or press Ctrl-C to stop."
+  wait "$shop" || true
+  exit 0
+fi
+
 if [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
   export QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software
-  echo "No display: the shop runs offscreen; look at demo-frames/ afterwards."
+  echo "No display: the shop runs offscreen and a scripted agent plays the console; look at demo-frames/ afterwards."
 fi
 echo
 echo "Live session 1: the agent starts a session for the shop and operates it by touch and keyboard."
