@@ -1,6 +1,8 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { nth, received, socketsFor } from '../test-support/socket-client.js';
+import { MAX_DEVICE_PAYLOAD_BYTES } from '../src/sockets/relay.js';
+import { MAX_MESSAGE_BYTES } from '../src/sockets/socket-server.js';
 import { eventually, expectError, startService } from '../test-support/start-service.js';
 
 const ctx = await startService();
@@ -84,12 +86,23 @@ test('frames reach the agent as binary; a late agent gets the latest screen and 
   assert.ok((await nth(early, 'frame', 1)).image.equals(image.subarray(1)));
   stream.emit('frame', { id: 2, image });
   await nth(early, 'frame', 2);
-  assert.deepEqual((await ctx.api('GET', `/api/1/agent/sessions/${session.id}/frames`)).body, { ids: [1, 2] });
+
+  // Over the frame limit: dropped, and the stream goes on; over the socket's message limit: cut off.
+  stream.emit('frame', { id: 3, image: Buffer.alloc(MAX_DEVICE_PAYLOAD_BYTES + 1) });
+  await eventually(() => assert.match(ctx.logLines.join('\n'), /dropped: frame .*larger than 8388608 bytes/));
+  stream.emit('frame', { id: 4, image });
+  assert.equal((await nth(early, 'frame', 3)).id, 4);
+  const flooder = await connect({ header: session.stream_token });
+  flooder.emit('frame', { id: 5, image: Buffer.alloc(MAX_MESSAGE_BYTES + 1) });
+  assert.equal(await nth(flooder, 'disconnect', 1), 'transport close');
+  stream.emit('frame', { id: 2, image });
+  await nth(early, 'frame', 4);
 
   const late = await connect({ auth: agentToken });
   assert.deepEqual(await nth(late, 'screen', 1), { width: 1080, height: 1920 });
   assert.ok((await nth(late, 'frame', 1)).image.equals(image));
   assert.equal(received(late, 'frame').length, 1);
+  assert.deepEqual((await ctx.api('GET', `/api/1/agent/sessions/${session.id}/frames`)).body, { ids: [1, 2, 4, 2] });
   // Asked when it connected and when the early agent had nothing to see; the late agent got the replay.
   assert.equal(received(stream, 'sync').length, 2);
 
