@@ -21,7 +21,8 @@ packages=(
   fonts-dejavu-core  # text in offscreen frames needs at least one font
   # The redaction leak test on the OpenGL scene graph: a virtual X server with Mesa's software GL.
   xvfb xauth libgl1-mesa-dri libglx-mesa0
-  chromium  # the agent console's browser test (tests/console), driven by playwright-core
+  chromium  # the agent console's browser tests (tests/console): Chromium through playwright-core,
+  firefox-esr  # and Firefox over WebDriver BiDi
   redis-server  # the reference service shared by several instances, in its tests and load run
 )
 # better-sqlite3 (the reference service's store) compiles on install: node-gyp needs python3 and make.
