@@ -44,6 +44,7 @@ export const DEFAULT_AGENT_RATE_LIMIT = 600;
 //   agentRateLimit    requests a minute one address may make to the agent API (default 600;
 //                     0: no limit)
 //   trustProxy        addresses or CIDR ranges of proxies whose forwarded headers are believed
+//   consoleDir        where the console's bundle is (default: service/console/dist)
 export function createService(options = {}) {
   const log = options.log ?? (() => {});
   const logRequests = options.logRequests ?? options.log !== undefined;
@@ -149,22 +150,22 @@ export function createService(options = {}) {
   const isSecure = (request) => request.protocol === 'https' || baseUrl.startsWith('https:');
 
   // With a shared state, what another instance made a moment ago may not have been heard of yet.
-  const catchUp = state instanceof RedisState ? () => store.catchUp() : undefined;
+  const { shared } = store;
   const server = app.server;
   const metrics = createMetrics(store);
   const sockets = createSocketServer({
-    server, store, log, metrics, catchUp, allowOrigin: (req) => isOwnOrigin(req.headers.origin, req.headers.host),
+    server, store, log, metrics, catchUp: shared?.catchUp, allowOrigin: (req) => isOwnOrigin(req.headers.origin, req.headers.host),
   });
   metrics.countReachableDevices(sockets.reachableDeviceCount);
   const throttle = options.signInThrottle ?? new SignInThrottle();
-  registerRoutes(app, [...deviceRoutes(store), ...signInRoutes(store, throttle, { isSecure })], PARAM_ERRORS, { catchUp });
+  registerRoutes(app, [...deviceRoutes(store), ...signInRoutes(store, throttle, { isSecure })], PARAM_ERRORS, { shared });
   // Everything else an agent does needs a signed-in agent, and a runaway script or a stolen
   // cookie cannot hammer it.
   const requireAgent = async (request) => {
     const token = request.cookies[SIGN_IN_COOKIE];
     request.agent = store.agents.agentFor(token);
-    if (!request.agent && token && catchUp) {
-      await catchUp();
+    if (!request.agent && token && shared) {
+      await shared.catchUp();
       request.agent = store.agents.agentFor(token);
     }
     if (!request.agent) throw unauthorized();
@@ -177,7 +178,7 @@ export function createService(options = {}) {
         new HttpError(429, `Too many requests; try again in ${Math.ceil(context.ttl / 1000)} seconds`),
     });
     registerRoutes(agentApi, agentRoutes(store, sockets), PARAM_ERRORS, {
-      catchUp,
+      shared,
       onRequest: requireAgent,
       config: rateLimit > 0 ? { rateLimit: { max: rateLimit, timeWindow: '1 minute' } } : {},
     });
@@ -189,7 +190,8 @@ export function createService(options = {}) {
       state?.ping();
     } catch (err) {
       log(`health check failed: ${describe(err)}`);
-      return sendJson(reply, 503, { status: 'unavailable', message: 'The data file cannot be read' });
+      const what = state instanceof RedisState ? 'Redis cannot be reached' : 'The data file cannot be read';
+      return sendJson(reply, 503, { status: 'unavailable', message: what });
     }
     return sendJson(reply, 200, { status: 'ok' });
   });

@@ -25,6 +25,7 @@ export class Store extends EventEmitter {
   #now;
   #onListenerError;
   #state;
+  #shared;
 
   constructor({
     baseUrl = () => '',
@@ -53,6 +54,31 @@ export class Store extends EventEmitter {
     await this.#state.open();
     this.#restore(this.#state.load());
     this.#state.onRemoteChange((table, action, value) => this.#applyRemote(table, action, value));
+  }
+
+  // When several service instances share the state (Redis): what the routes do around each
+  // handler (see registerRoutes); undefined otherwise.
+  get shared() {
+    if (typeof this.#state?.catchUp !== 'function') return undefined;
+    this.#shared ??= {
+      refresh: (params) => this.#refresh(params),
+      catchUp: () => this.catchUp(),
+      written: () => this.#state.flush(),
+    };
+    return this.#shared;
+  }
+
+  // Reads the session and device a request names from the shared state, as the other instances
+  // last wrote them: their messages may still be on their way, and a change made on a stale copy
+  // would undo theirs.
+  async #refresh({ session: ref, device: deviceId }) {
+    const sessionId = ref !== undefined && isSessionCode(ref) ? this.#codes.sessionIdFor(ref) : ref;
+    const [session, device] = await Promise.all([
+      sessionId === undefined ? undefined : this.#state.read('sessions', sessionId),
+      deviceId === undefined ? undefined : this.#state.read('devices', deviceId),
+    ]);
+    if (session) this.#adoptSession(session);
+    if (device) this.#adoptDevice(device);
   }
 
   // After a lookup missed: reads a shared state again in case another instance has just made
@@ -183,6 +209,7 @@ export class Store extends EventEmitter {
     const device = this.#devices.get(id);
     if (!device) return;
     device.lastSeenAt = this.#timestamp();
+    device.revision = (device.revision ?? 0) + 1;
     this.#state?.save('devices', device);
   }
 
@@ -244,6 +271,7 @@ export class Store extends EventEmitter {
   // here together with the tokens and code that copy held.
   #adoptSession(session) {
     const old = this.#sessions.get(session.id);
+    if (isOlder(session, old)) return;
     if (old) {
       for (const channel of SESSION_CHANNELS) this.#tokens.delete(old[`${channel}Token`]);
       if (old.code !== session.code) this.#codes.release(old.code);
@@ -256,6 +284,7 @@ export class Store extends EventEmitter {
 
   #adoptDevice(device) {
     const old = this.#devices.get(device.id);
+    if (isOlder(device, old)) return;
     if (old) this.#tokens.delete(old.notificationToken);
     this.#devices.set(device.id, device);
     this.#tokens.set(device.notificationToken, { channel: 'notification', id: device.id });
@@ -336,11 +365,13 @@ export class Store extends EventEmitter {
   }
 
   #commitSession(session, action) {
+    session.revision = (session.revision ?? 0) + 1;
     this.#state?.save('sessions', session);
     return this.#publish('session', action, this.#sessionRecord(session));
   }
 
   #commitDevice(device, action) {
+    device.revision = (device.revision ?? 0) + 1;
     if (action === 'deleted') this.#state?.remove('devices', device.id);
     else this.#state?.save('devices', device);
     return this.#publish('device', action, this.#deviceRecord(device));
@@ -355,4 +386,10 @@ export class Store extends EventEmitter {
     }
     return record;
   }
+}
+
+// Copies of a record from other instances can arrive out of order; every change counts up its
+// revision, and an older copy than the one at hand is not taken.
+function isOlder(incoming, current) {
+  return current !== undefined && (incoming.revision ?? 0) < (current.revision ?? 0);
 }

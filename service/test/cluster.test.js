@@ -95,3 +95,10 @@ test('an account added to Redis by the service command signs in on every instanc
     assert.equal(answer.body.name, 'Fay');
   }
 });
+
+test('an instance that loses Redis says so on /healthz', async () => {
+  assert.equal((await a.api('GET', '/healthz')).status, 200);
+  await redis.stop();
+  await eventually(async () => assert.deepEqual((await a.api('GET', '/healthz')).body,
+    { status: 'unavailable', message: 'Redis cannot be reached' }));
+});

@@ -11,10 +11,12 @@ const METHODS = ['GET', 'HEAD', 'POST', 'PUT', 'DELETE', 'PATCH', 'OPTIONS'];
 // readBody parses the raw body as JSON (an empty body is none); request and reply are Fastify's,
 // for the few routes that read the client's address or set a cookie. `extra` goes into every
 // route's options as it stands (hooks such as onRequest, config such as rateLimit), except
-// `catchUp`: when given, a handler that finds nothing (404) runs once more after it resolves
-// (the store has taken in what other instances made). Handlers look things up before they
-// change anything, so running one again is safe.
-export function registerRoutes(app, routes, paramErrors, { catchUp, ...extra } = {}) {
+// `shared`, given when several service instances share the state (store.shared): each handler
+// first refreshes the records its path names, a handler that finds nothing (404) runs once more
+// after catching up with the other instances, and the answer waits until the handler's changes
+// are written, so that whoever hears it can go to another instance and find them there. Handlers
+// look things up before they change anything, so running one again is safe.
+export function registerRoutes(app, routes, paramErrors, { shared, ...extra } = {}) {
   for (const { path, methods } of routes) {
     const allowed = Object.keys(methods);
     for (const [method, handler] of Object.entries(methods)) {
@@ -28,12 +30,19 @@ export function registerRoutes(app, routes, paramErrors, { catchUp, ...extra } =
           const readBody = async () => (body ??= parseJsonBody(request.body ?? Buffer.alloc(0)));
           const run = () => handler({ params: request.params, readBody, request, reply });
           let answer;
-          try {
+          if (!shared) {
             answer = await run();
-          } catch (err) {
-            if (!catchUp || err.status !== 404) throw err;
-            await catchUp();
-            answer = await run();
+          } else {
+            await shared.refresh(request.params);
+            try {
+              answer = await run();
+            } catch (err) {
+              if (err.status !== 404) throw err;
+              await shared.catchUp();
+              answer = await run();
+            } finally {
+              await shared.written();
+            }
           }
           sendJson(reply, answer.status, answer.body);
         },

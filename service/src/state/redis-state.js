@@ -83,6 +83,13 @@ export class RedisState {
       .publish(CHANGES, JSON.stringify({ from: this.#instance, table, action: 'remove', id })));
   }
 
+  // One record as Redis has it now, or undefined. Asked on the connection the writes go on, so it
+  // comes back after this instance's own writes.
+  async read(table, id) {
+    const data = await this.#client.hGet(PREFIX + table, id);
+    return data ? JSON.parse(data) : undefined;
+  }
+
   // Throws while Redis cannot be reached.
   ping() {
     if (!this.#client?.isReady) throw new Error(`Redis at ${this.#url} is not reachable`);
