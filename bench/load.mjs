@@ -52,9 +52,8 @@ async function measure(count) {
   const data = mkdtempSync(join(tmpdir(), 'halvora-load-'));
   const redis = count > 1 ? await startRedis() : undefined;
   const state = redis ? ['--redis', redis.url] : ['--memory'];
-  // The agent API's rate limit is off: the ramp is one client making hundreds of calls a minute.
   const services = [];
-  for (let i = 0; i < count; i += 1) services.push(await startServiceProcess(data, [...state, '--agent-rate-limit', '0']));
+  for (let i = 0; i < count; i += 1) services.push(await startServiceProcess(data, state));
   const sockets = [];
   const timers = [];
   const stop = async () => {

@@ -67,7 +67,7 @@ async function startService({ memory = false } = {}) {
   const portFile = join(data, `service-${Date.now()}.url`);
   const state = memory ? ['--memory'] : ['--data', join(data, 'service-state')];
   service = spawn('node', [join(serviceDir, 'src/server.js'), '--port', String(servicePort), '--port-file', portFile,
-    '--public-url', proxy.url, '--quiet', '--demo-agent', agentFile, ...state], { stdio: 'ignore' });
+    '--public-url', proxy.url, '--quiet', '--demo-agent', agentFile, '--agent-rate-limit', '0', ...state], { stdio: 'ignore' });
   await until('the service to listen', () => {
     try {
       return readFileSync(portFile, 'utf8').length > 0;
