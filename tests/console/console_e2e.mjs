@@ -13,20 +13,16 @@
 // (scripts/service-fixture.sh writes both).
 import { spawn } from 'node:child_process';
 import { existsSync, mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
-import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
-import { fileURLToPath } from 'node:url';
+import { fillSignIn, launchChromium, pagePoint, poller, root, SHOP, startSessionOn } from './console_support.mjs';
 
 const [urlFile, shop, screensArg] = process.argv.slice(2);
 if (!urlFile || !shop) {
   console.error('usage: node console_e2e.mjs URL_FILE HALVORA_DEMO_SHOP [SCREENS_DIR]');
   process.exit(2);
 }
-const root = fileURLToPath(new URL('../../', import.meta.url));
-const serviceDir = join(root, 'service');
-const { chromium } = createRequire(join(serviceDir, 'package.json'))('playwright-core');
-const { buildConsole } = await import(join(serviceDir, 'console/build.mjs'));
+const { buildConsole } = await import(join(root, 'service/console/build.mjs'));
 
 const serviceUrl = readFileSync(urlFile, 'utf8').trim();
 if (!existsSync(`${urlFile}.agent`)) {
@@ -37,9 +33,6 @@ const account = JSON.parse(readFileSync(`${urlFile}.agent`, 'utf8'));
 const screens = screensArg ?? join(root, 'build/default/console-screens');
 mkdirSync(screens, { recursive: true });
 const data = mkdtempSync(join(tmpdir(), 'halvora-console-'));
-const LIMIT_MS = 30_000;
-// The shop's window is 390 x 844 points; the console sends fractions of it.
-const SHOP = { width: 390, height: 844 };
 
 let browser;
 let page;
@@ -62,15 +55,7 @@ async function cleanup() {
   rmSync(data, { recursive: true, force: true });
 }
 
-async function until(what, check, limitMs = LIMIT_MS) {
-  const deadline = Date.now() + limitMs;
-  for (;;) {
-    const value = await check();
-    if (value) return value;
-    if (Date.now() > deadline) await fail(`timed out waiting for ${what}`);
-    await new Promise((resolve) => setTimeout(resolve, 100));
-  }
-}
+const until = poller(fail);
 
 async function shot(name) {
   step += 1;
@@ -98,10 +83,7 @@ function stopShop() {
 const stateText = () => page.locator('#session-state').textContent();
 
 // Clicks (or drags through) points of the shop's window on the console's picture of it.
-async function screenPoint([x, y]) {
-  const box = await page.locator('#frame-canvas').boundingBox();
-  return [box.x + (x / SHOP.width) * box.width, box.y + (y / SHOP.height) * box.height];
-}
+const screenPoint = (point) => pagePoint(page, point);
 
 // The picture on the console's canvas: its size, how many colours, and pixels of the shop's
 // product tiles (blue #2a6fdb, green #2e9d57, orange #e8891c).
@@ -181,10 +163,7 @@ function newStroke(after, before) {
 }
 
 await buildConsole();
-browser = await chromium.launch({
-  executablePath: '/usr/bin/chromium',
-  args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-background-networking'],
-});
+browser = await launchChromium();
 page = await browser.newPage({ viewport: { width: 1280, height: 860 } });
 const pageErrors = [];
 page.on('pageerror', (err) => pageErrors.push(err.message));
@@ -194,24 +173,13 @@ launchShop(['--screenshots', join(data, 'window')]);
 const deviceId = await until('the shop to register', () => output.match(/^device (\S+)$/m)?.[1]);
 
 await page.goto(`${serviceUrl}/console`);
-await page.getByLabel('Name').fill(account.name);
-await page.getByLabel('Password').fill(`${account.password}-wrong`);
-await page.getByRole('button', { name: 'Sign in' }).click();
+await fillSignIn(page, { name: account.name, password: `${account.password}-wrong` });
 await until('the wrong password to be refused', async () =>
   (await page.locator('#sign-in-error').textContent()) === 'Wrong name or password.');
 await shot('wrong-password');
 
-await page.getByLabel('Password').fill(account.password);
-await page.getByRole('button', { name: 'Sign in' }).click();
-await page.getByLabel('Search devices').fill(deviceId);
-// The list refreshes itself; the session is announced over the notification socket, so wait for it.
-const row = page.locator('#device-rows tr:not([hidden])');
-await until('the shop listed as reachable', async () =>
-  (await row.count()) === 1 && (await row.locator('.reachable').textContent()) === 'Yes');
-await shot('devices');
-
-await row.getByRole('button', { name: /Start session/ }).click();
-await until('the session to turn active', async () => (await stateText()) === 'Active');
+await fillSignIn(page, account);
+await startSessionOn(page, deviceId, until, { beforeStart: () => shot('devices') });
 await expectShopOnCanvas('agent-started');
 // The delay needs a probe's round trip through the device and a frame drawn.
 await until('the delay figure', async () => /^≈ \d+ ms$/.test(await page.locator('#stat-delay').textContent()));

@@ -5,26 +5,21 @@
 //   node firefox_e2e.mjs URL_FILE HALVORA_DEMO_SHOP [SCREENS_DIR]
 import { spawn } from 'node:child_process';
 import { mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
-import { createRequire } from 'node:module';
-import { createServer } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
-import { fileURLToPath } from 'node:url';
+import { freePort, poller, root, serviceRequire, SHOP } from './console_support.mjs';
 
 const [urlFile, shop, screensArg] = process.argv.slice(2);
 if (!urlFile || !shop) {
   console.error('usage: node firefox_e2e.mjs URL_FILE HALVORA_DEMO_SHOP [SCREENS_DIR]');
   process.exit(2);
 }
-const root = fileURLToPath(new URL('../../', import.meta.url));
-const WebSocket = createRequire(join(root, 'service/package.json'))('ws');
+const WebSocket = serviceRequire('ws');
 const serviceUrl = readFileSync(urlFile, 'utf8').trim();
 const account = JSON.parse(readFileSync(`${urlFile}.agent`, 'utf8'));
 const screens = screensArg ?? join(root, 'build/default/console-screens');
 mkdirSync(screens, { recursive: true });
 const data = mkdtempSync(join(tmpdir(), 'halvora-firefox-'));
-const LIMIT_MS = 30_000;
-const SHOP = { width: 390, height: 844 };
 
 let firefox;
 let app;
@@ -40,21 +35,7 @@ function fail(message) {
   cleanup();
   process.exit(1);
 }
-async function until(what, check) {
-  const deadline = Date.now() + LIMIT_MS;
-  for (;;) {
-    const value = await check();
-    if (value) return value;
-    if (Date.now() > deadline) fail(`timed out waiting for ${what}`);
-    await new Promise((resolve) => setTimeout(resolve, 100));
-  }
-}
-const freePort = () => new Promise((resolve) => {
-  const probe = createServer().listen(0, '127.0.0.1', () => {
-    const { port: free } = probe.address();
-    probe.close(() => resolve(free));
-  });
-});
+const until = poller(fail);
 
 // Firefox with a BiDi endpoint, and a minimal client: send(method, params) resolves to the result.
 const port = await freePort();

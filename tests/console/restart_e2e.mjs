@@ -5,24 +5,18 @@
 //   node restart_e2e.mjs HALVORA_DEMO_SHOP [SCREENS_DIR]
 import { spawn } from 'node:child_process';
 import { mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
-import { createRequire } from 'node:module';
-import { createServer } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
-import { fileURLToPath } from 'node:url';
+import { fillSignIn, freePort, launchChromium, pagePoint, poller, root, startSessionOn } from './console_support.mjs';
 
 const [shop, screensArg] = process.argv.slice(2);
 if (!shop) {
   console.error('usage: node restart_e2e.mjs HALVORA_DEMO_SHOP [SCREENS_DIR]');
   process.exit(2);
 }
-const root = fileURLToPath(new URL('../../', import.meta.url));
-const { chromium } = createRequire(join(root, 'service/package.json'))('playwright-core');
 const screens = screensArg ?? join(root, 'build/default/console-screens');
 mkdirSync(screens, { recursive: true });
 const data = mkdtempSync(join(tmpdir(), 'halvora-restart-'));
-const LIMIT_MS = 30_000;
-const SHOP = { width: 390, height: 844 };
 
 let service;
 let app;
@@ -42,22 +36,9 @@ async function cleanup() {
   await browser?.close().catch(() => {});
   rmSync(data, { recursive: true, force: true });
 }
-async function until(what, check) {
-  const deadline = Date.now() + LIMIT_MS;
-  for (;;) {
-    const value = await check();
-    if (value) return value;
-    if (Date.now() > deadline) await fail(`timed out waiting for ${what}`);
-    await new Promise((resolve) => setTimeout(resolve, 100));
-  }
-}
+const until = poller(fail);
 
-const port = await new Promise((resolve) => {
-  const probe = createServer().listen(0, '127.0.0.1', () => {
-    const { port: free } = probe.address();
-    probe.close(() => resolve(free));
-  });
-});
+const port = await freePort();
 const serviceUrl = `http://127.0.0.1:${port}`;
 const portFile = join(data, 'service.url');
 async function startService() {
@@ -82,23 +63,13 @@ app.stdout.on('data', (chunk) => (output += chunk));
 app.on('exit', (code, signal) => fail(`the shop exited (${code ?? signal})`));
 const deviceId = await until('the shop to register', () => output.match(/^device (\S+)$/m)?.[1]);
 
-browser = await chromium.launch({
-  executablePath: '/usr/bin/chromium',
-  args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-background-networking'],
-});
+browser = await launchChromium();
 page = await browser.newPage({ viewport: { width: 1280, height: 860 } });
 const account = JSON.parse(readFileSync(join(data, 'agent.json'), 'utf8'));
 await page.goto(`${serviceUrl}/console`);
-await page.getByLabel('Name').fill(account.name);
-await page.getByLabel('Password').fill(account.password);
-await page.getByRole('button', { name: 'Sign in' }).click();
-await page.getByLabel('Search devices').fill(deviceId);
-const row = page.locator('#device-rows tr:not([hidden])');
-await until('the shop listed as reachable', async () =>
-  (await row.count()) === 1 && (await row.locator('.reachable').textContent()) === 'Yes');
-await row.getByRole('button', { name: /Start session/ }).click();
+await fillSignIn(page, account);
+await startSessionOn(page, deviceId, until);
 const status = () => page.locator('#connection-status').textContent();
-await until('the session to turn active', async () => (await page.locator('#session-state').textContent()) === 'Active');
 
 // What the canvas shows, as a coarse fingerprint, so a new picture can be told from the old one.
 const picture = () => page.evaluate(() => {
@@ -109,10 +80,7 @@ const picture = () => page.evaluate(() => {
   for (let i = 0; i < px.length; i += 4 * 61) sum = (sum * 31 + px[i] + px[i + 1] * 3 + px[i + 2] * 7) % 1e9;
   return String(sum);
 });
-const tap = async ([x, y]) => {
-  const box = await page.locator('#frame-canvas').boundingBox();
-  await page.mouse.click(box.x + (x / SHOP.width) * box.width, box.y + (y / SHOP.height) * box.height);
-};
+const tap = async (point) => page.mouse.click(...(await pagePoint(page, point)));
 await until('the first picture', async () => (await picture()) !== '');
 await page.getByRole('radio', { name: 'Touch' }).check();
 
