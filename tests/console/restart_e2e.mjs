@@ -7,6 +7,7 @@ import { spawn } from 'node:child_process';
 import { mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
+import { readCredentials, signIn } from '../../service/tools/agent-client.js';
 import { fillSignIn, freePort, launchChromium, pagePoint, poller, root, startSessionOn } from './console_support.mjs';
 
 const [shop, screensArg] = process.argv.slice(2);
@@ -89,6 +90,13 @@ await until('the console to say it is reconnecting', async () => (await status()
 await page.screenshot({ path: join(screens, 'restart-1-reconnecting.png') });
 await startService();
 await until('the console to reconnect', async () => (await status()) === 'Connected');
+// The shop reconnects on its own schedule: a touch sent before its stream is back reaches nobody.
+const agentApi = await signIn(serviceUrl, readCredentials(join(data, 'agent.json')));
+await until('the shop\'s stream to reconnect', async () => {
+  const { sessions } = (await agentApi('GET', '/api/1/agent/sessions')).body;
+  const live = sessions.find(({ state }) => state === 'active');
+  return live && (await agentApi('GET', `/api/1/agent/sessions/${live.id}/sockets`)).body.stream > 0;
+});
 
 // The same session goes on: a tap on the first product opens it, the shop says so, and the new
 // screen reaches the console.
