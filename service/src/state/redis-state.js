@@ -21,7 +21,7 @@ export class RedisState {
   #url;
   #client;
   #subscriber;
-  #snapshot;
+  #opened; // what open() read, until load() hands it over
   #instance = randomUUID();
   #onRemoteChange = () => {};
   #onError;
@@ -50,7 +50,7 @@ export class RedisState {
     this.#subscriber.on('error', (err) => this.#onError(err));
     await this.#subscriber.connect();
     await this.#subscriber.subscribe(CHANGES, (message) => this.#received(message));
-    this.#snapshot = await this.#readAll();
+    this.#opened = await this.#readAll();
   }
 
   // The client the socket.io adapter publishes on and a duplicate it subscribes with.
@@ -66,10 +66,13 @@ export class RedisState {
     this.#onRemoteChange = listener;
   }
 
-  // What open() read (or the last catch-up), in the shape SqliteState.load() gives.
+  // What open() read, in the shape SqliteState.load() gives, once: the store keeps its own copy,
+  // and later changes reach it as messages, so nothing is held here after that.
   load(...tables) {
     const wanted = tables.length > 0 ? tables : TABLES;
-    return Object.fromEntries(wanted.map((table) => [table, this.#snapshot?.[table] ?? []]));
+    const loaded = Object.fromEntries(wanted.map((table) => [table, this.#opened?.[table] ?? []]));
+    this.#opened = undefined;
+    return loaded;
   }
 
   save(table, record) {
@@ -111,8 +114,7 @@ export class RedisState {
     const reading = this.#readAll();
     this.#reading = reading.catch(() => {});
     try {
-      this.#snapshot = await reading;
-      return this.#snapshot;
+      return await reading;
     } catch (err) {
       this.#onError(err);
       return undefined;
