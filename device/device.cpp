@@ -2,8 +2,10 @@
 
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 #include "base/uuid.h"
+#include "protocol/wire_headers.h"
 #include "halvora/platform/log.h"
 #include "halvora/platform.h"
 
@@ -56,13 +58,60 @@ void HLVDevice::registerDevice(DeviceCompletion completion) {
     if (customData_) body["custom_data"] = *customData_;
 
     auto device = self();
+    ++registrationsInFlight_;
     update(body, [device, completion = std::move(completion)](OptionalError error,
-                                                               const std::shared_ptr<HLVRESTResource>&) {
+                                                               const std::shared_ptr<HLVRESTResource>&) mutable {
+        --device->registrationsInFlight_;
+        const bool started = device->context()->started;
+        const bool refused = error && error->domain() == HLVError::kDomain && error->code() == 401;
+        if (refused && started && !device->startedOver_) {
+            device->startOver(std::move(completion));
+            return;
+        }
+        if (!error) device->startedOver_ = false;
         if (error) platform::log("Halvora registration error: " + error->description());
         // A registration answered after stop() opens nothing: stopping ends everything locally.
-        if (device->context()->started) device->openNotificationSocket();
+        if (started) {
+            device->openNotificationSocket();
+            device->answeredSinceStart_ = true;
+        }
+        for (auto& waiting : std::exchange(device->waitingForRegistration_, {})) waiting();
         if (completion) completion(std::move(error), device);
     });
+}
+
+void HLVDevice::startOver(DeviceCompletion completion) {
+    platform::log("Halvora device credential refused; registering as a new device");
+    startedOver_ = true;
+    auto& store = platform::store();
+    store.remove(kDeviceCredentialKey);
+    store.remove(kDeviceIdKey);  // id() makes a new one
+    closeNotificationSocket();
+    cleanup();
+    registerDevice(std::move(completion));
+}
+
+void HLVDevice::whenRegistered(std::function<void()> then) {
+    if (!context()->started || answeredSinceStart_ || storedDeviceCredential()) {
+        then();
+        return;
+    }
+    waitingForRegistration_.push_back(std::move(then));
+    if (registrationsInFlight_ == 0) registerDevice(nullptr);
+}
+
+OptionalError HLVDevice::updateResource(std::optional<Json> value) {
+    if (value && value->is_object()) {
+        if (auto it = value->find("credential"); it != value->end()) {
+            // Kept out of the record, so that nothing printing or forwarding it carries the secret.
+            if (it->is_string() && isDeviceCredential(it->get_ref<const std::string&>()) &&
+                !platform::store().set(kDeviceCredentialKey, it->get<std::string>())) {
+                platform::log("Halvora could not save the device credential");
+            }
+            value->erase(it);
+        }
+    }
+    return HLVRESTResource::updateResource(std::move(value));
 }
 
 std::chrono::seconds HLVDevice::registrationDelay(const OptionalError& error,
@@ -100,16 +149,21 @@ void HLVDevice::loop() {
 
 void HLVDevice::deregister(Completion completion) {
     customData_.reset();
-    if (notificationSocket_) {
-        notificationSocket_->disconnect();
-        notificationSocket_.reset();
-    }
+    closeNotificationSocket();
+    answeredSinceStart_ = false;
+    startedOver_ = false;
     if (nextRegistration_) {
         nextRegistration_.cancel();
         nextRegistration_ = {};
     }
     deleteResource(std::move(completion));
     cleanup();
+}
+
+void HLVDevice::closeNotificationSocket() {
+    if (!notificationSocket_) return;
+    notificationSocket_->disconnect();
+    notificationSocket_.reset();
 }
 
 }  // namespace halvora

@@ -35,7 +35,20 @@ public:
 
     // One registration: PUTs push token, provider, description and custom data; logs an error,
     // then opens the notification socket when it can, then calls `completion` (may be empty).
+    // Answered 401 (the service refuses the stored credential, as after restoring a backup),
+    // it starts over once: logs "Halvora device credential refused; registering as a new
+    // device", removes the credential and the identifier from the store, drops the record and
+    // the notification socket, and registers as a new device; `completion` hears of that one.
+    // A 401 before the device registered successfully again (or was stopped) does not start over.
     void registerDevice(DeviceCompletion completion);
+    // Runs `then` once the device may ask for sessions: at once while stopped, while a credential
+    // is stored, or once a registration was answered since the start; otherwise after the answer
+    // to the registration in flight, or to one made now. On a first launch this lets the
+    // credential the first answer brings go with the session request.
+    void whenRegistered(std::function<void()> then);
+    // Keeps a credential the record carries (see kDeviceCredentialKey) in the store, never in
+    // the record, then adopts the record.
+    OptionalError updateResource(std::optional<Json> value) override;
     // Drops custom data, closes the notification socket, cancels the loop's timer, sends a DELETE
     // (its outcome goes to `completion`) and, without waiting, drops the record.
     void deregister(Completion completion);
@@ -85,12 +98,18 @@ private:
     explicit HLVDevice(ServiceContextPtr context) : HLVRESTResource(std::move(context)) {}
     void loop();
     std::shared_ptr<HLVDevice> self();
+    void startOver(DeviceCompletion completion);
+    void closeNotificationSocket();
 
     std::optional<Json> customData_;
     std::optional<std::vector<std::uint8_t>> token_;
     platform::TimerHandle nextRegistration_;
     std::shared_ptr<platform::RealtimeSocket> notificationSocket_;
     std::function<void(const Json&)> onNotification_;
+    int registrationsInFlight_ = 0;
+    bool answeredSinceStart_ = false;
+    bool startedOver_ = false;  // until a registration succeeds or the device deregisters
+    std::vector<std::function<void()>> waitingForRegistration_;
 };
 
 }  // namespace halvora

@@ -19,7 +19,7 @@ void HLVDevice::openNotificationSocket() {
 
     platform::RealtimeSocketConfig config;
     config.path = kNotificationPath;
-    config.extraHeaders = socketHeaders(stringField(*resource(), "notification_token").value_or(""));
+    config.extraHeaders = deviceSocketHeaders(stringField(*resource(), "notification_token").value_or(""));
     config.reconnectWait = kNotificationReconnectWait;
     notificationSocket_ = platform::sockets().make(*url, std::move(config));
 
@@ -38,7 +38,7 @@ void HLVDevice::openNotificationSocket() {
                 auto device = weak.lock();
                 if (!device || !device->notificationSocket_) return;
                 auto token = stringField(device->resource().value_or(Json()), "notification_token");
-                device->notificationSocket_->setExtraHeaders(socketHeaders(token.value_or("")));
+                device->notificationSocket_->setExtraHeaders(deviceSocketHeaders(token.value_or("")));
             });
     });
     notificationSocket_->on("reconnectAttempt", [weak](const Items&) {

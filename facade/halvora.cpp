@@ -43,16 +43,32 @@ Halvora::Halvora()
 
 Halvora::~Halvora() = default;
 
-bool Halvora::autostarts() {
-    auto value = platform::appInfo().infoValue("HLVAutostart");
-    if (!value) return true;
+namespace {
+
+// An information key read as a property list's boolean: a bool, or a string that is true when it
+// starts with y, t or a non-zero digit. None when the application does not have the key.
+std::optional<bool> infoFlag(const char* key) {
+    auto value = platform::appInfo().infoValue(key);
+    if (!value) return std::nullopt;
     if (const bool* flag = std::get_if<bool>(&*value)) return *flag;
-    // A string value reads as a property list's boolean would: yes/true/a non-zero digit.
     const auto& text = std::get<std::string>(*value);
     auto first = text.find_first_not_of(" \t");
     if (first == std::string::npos) return false;
     char c = static_cast<char>(std::tolower(static_cast<unsigned char>(text[first])));
     return c == 'y' || c == 't' || (c >= '1' && c <= '9');
+}
+
+}  // namespace
+
+bool Halvora::autostarts() { return infoFlag("HLVAutostart").value_or(true); }
+
+void Halvora::setAskBeforeAgentSessions(bool ask) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    askBeforeAgentSessions_ = ask;
+}
+
+bool Halvora::askBeforeAgentSessions() const {
+    return askBeforeAgentSessions_ ? *askBeforeAgentSessions_ : infoFlag("HLVAskBeforeAgentSessions").value_or(false);
 }
 
 void Halvora::request(const std::string& url, const RequestOptions& options, RequestCallback callback) {
@@ -200,6 +216,9 @@ void Halvora::setCurrentSession(std::shared_ptr<HLVSession> session) {
 
 void Halvora::routeAgentEvent(const HLVAgentEvent& event, const std::shared_ptr<HLVSession>& session) {
     HALVORA_ASSERT_MAIN_THREAD();
+    // The agent acts only in a session the user let it into: while the approval screen asks about
+    // it, nothing the agent sends is shown or performed, so it cannot answer for the user.
+    if (!session || session != currentSession_ || !session->isActive()) return;
     // The overlay sees everything first: laser and drawings only ever go there, and touches are
     // shown even when the delegate refuses them.
     overlay_->onAgentEvent(event);
@@ -250,15 +269,22 @@ std::shared_ptr<HLVSessionSource> FacadeAccess::sessionSource() { return std::ma
 void Halvora::openSessionManagement() {
     HALVORA_ASSERT_MAIN_THREAD();
     // A second tap while the screen is up must not stack another one over it.
-    if (auto shown = management_.lock(); shown && shown->layout() && shown->layout()->view() &&
-                                         shown->layout()->view()->isAlive()) {
-        return;
-    }
-    auto flow = HLVViewController::make(FacadeAccess::sessionSource());
-    if (!flow->view()) return;  // no user interface to show it in
-    if (!platform::application().presentModally(flow->layout(), flow)) return;
+    if (shownFlow()) return;
+    presentFlow(HLVViewController::make(FacadeAccess::sessionSource()));
+}
+
+std::shared_ptr<HLVViewController> Halvora::shownFlow() const {
+    auto shown = management_.lock();
+    if (shown && shown->layout() && shown->layout()->view() && shown->layout()->view()->isAlive()) return shown;
+    return nullptr;
+}
+
+bool Halvora::presentFlow(const std::shared_ptr<HLVViewController>& flow) {
+    if (!flow->view()) return false;  // no user interface to show it in
+    if (!platform::application().presentModally(flow->layout(), flow)) return false;
     flow->viewWillAppear(true);
     management_ = flow;
+    return true;
 }
 
 void Halvora::adoptSession(std::optional<Json> answer, OptionalError error, const SessionCallback& callback) {
@@ -278,26 +304,31 @@ void Halvora::adoptSession(std::optional<Json> answer, OptionalError error, cons
 
 Halvora& Halvora::createSession(SessionCallback callback) {
     HALVORA_ASSERT_MAIN_THREAD();
-    RequestOptions options;
-    options.method = "POST";
-    RequestCallback adopt = [this, callback = std::move(callback)](
-                                OptionalError error, std::optional<Json> answer,
-                                std::optional<platform::HttpResponse>) {
-        adoptSession(std::move(answer), std::move(error), callback);
-    };
-    sendRequest(*context_, HLVSession::url(*context_, std::nullopt), options, onMainQueue(std::move(adopt)));
+    requestSession("POST", std::nullopt, std::move(callback));
     return *this;
 }
 
 Halvora& Halvora::getSession(const std::string& idOrCode, SessionCallback callback) {
     HALVORA_ASSERT_MAIN_THREAD();
+    requestSession(std::nullopt, idOrCode, std::move(callback));
+    return *this;
+}
+
+void Halvora::requestSession(std::optional<std::string> method, std::optional<std::string> idOrCode,
+                             SessionCallback callback) {
+    RequestOptions options;
+    options.method = std::move(method);
     RequestCallback adopt = [this, callback = std::move(callback)](
                                 OptionalError error, std::optional<Json> answer,
                                 std::optional<platform::HttpResponse>) {
         adoptSession(std::move(answer), std::move(error), callback);
     };
-    sendRequest(*context_, HLVSession::url(*context_, idOrCode), {}, onMainQueue(std::move(adopt)));
-    return *this;
+    // On a first launch the credential comes with the first registration's answer; a session
+    // asked for before it would reach the service from a device it cannot trust yet.
+    device_->whenRegistered([this, options = std::move(options), idOrCode = std::move(idOrCode),
+                             adopt = std::move(adopt)]() mutable {
+        sendRequest(*context_, HLVSession::url(*context_, idOrCode), options, onMainQueue(std::move(adopt)));
+    });
 }
 
 Halvora& Halvora::joinSession(const std::string& code, SessionCallback callback) {
@@ -343,8 +374,42 @@ void Halvora::onPushNotification(const Json& payload) {
 }
 
 void Halvora::joinFromOutside(const std::string& code) {
-    instance().joinSession(code, [](OptionalError error, const std::shared_ptr<HLVSession>&) {
+    auto& halvora = instance();
+    if (halvora.askBeforeAgentSessions()) {
+        halvora.askToJoin(code);
+        return;
+    }
+    halvora.joinSession(code, [](OptionalError error, const std::shared_ptr<HLVSession>&) {
         if (error) platform::log("Error joining session " + error->description());
+    });
+}
+
+void Halvora::askToJoin(const std::string& code) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    if (currentSession_ && currentSession_->isActive()) {
+        platform::log("Error joining session " + HLVError("Already in a session", 400).description());
+        return;
+    }
+    // One question per session: a push and a socket message for it fetch it once, and a flow
+    // already asking about it is not replaced (fetching again would clean up the session it shows).
+    if (auto shown = shownFlow(); shown && currentSession_ && shown->session() == currentSession_ &&
+                                  currentSession_->code() == code) {
+        return;
+    }
+    if (!asking_.insert(code).second) return;
+    getSession(code, [this, code](OptionalError error, std::shared_ptr<HLVSession> session) {
+        asking_.erase(code);
+        if (error) {
+            platform::log("Error joining session " + error->description());
+            return;
+        }
+        // A flow showing another session (the code screen of one the user started) gives way.
+        if (auto shown = shownFlow()) shown->close();
+        auto flow = HLVViewController::make(FacadeAccess::sessionSource());
+        flow->showSession(session);
+        if (!presentFlow(flow)) {
+            platform::log("Halvora cannot ask the user about session " + code + "; not joining");
+        }
     });
 }
 

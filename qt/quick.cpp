@@ -60,6 +60,9 @@ void install() {
     QPointer<WindowWatcher> guarded(watcher);
     QMetaObject::invokeMethod(watcher, [guarded] {
         if (guarded) guarded->setOverlayModel(&Halvora::instance().overlay());
+        // Like "HLVAutostart", the property stands for the information key of the same name.
+        const QVariant ask = QCoreApplication::instance()->property("HLVAskBeforeAgentSessions");
+        if (ask.isValid()) Halvora::instance().setAskBeforeAgentSessions(ask.toBool());
         if (!autostartWanted()) return;
         // Started by itself once the application is up; a start of the application's own before
         // then makes this one do nothing.

@@ -16,6 +16,14 @@ struct Outcome {
 };
 
 // Runs on the network thread so that parsing large answers never holds the main queue.
+// Whether `url` is the service's own. Halvora::request goes wherever the application points it,
+// and the device credential must not leave for another host.
+bool isServiceUrl(const ServiceContext& context, const std::string& url) {
+    const std::string& api = context.api;
+    if (api.empty() || !url.starts_with(api)) return false;
+    return api.ends_with('/') || url.size() == api.size() || url[api.size()] == '/' || url[api.size()] == '?';
+}
+
 Outcome interpret(platform::HttpResult result) {
     Outcome outcome;
     outcome.response = std::move(result.response);
@@ -36,7 +44,7 @@ void sendRequest(const ServiceContext& context, const std::string& url, const Re
 
     platform::HttpRequest request;
     request.url = url;
-    request.headers = requestHeaders();
+    request.headers = requestHeaders(isServiceUrl(context, url) ? storedDeviceCredential() : std::nullopt);
     request.method = options.method.value_or("GET");
     if (options.body) {
         try {

@@ -1,6 +1,7 @@
 #pragma once
-// The REST transport: every exchange with the service goes through sendRequest. Fixed headers,
-// compact JSON body, JSON answers, HTTP failures as HLVError.
+// The REST transport: every exchange with the service goes through sendRequest. Fixed headers
+// (and the device credential, to the service's own URLs), compact JSON body, JSON answers, HTTP
+// failures as HLVError.
 
 #include <string>
 

@@ -99,6 +99,12 @@ HLVViewController& HLVViewController::loadSession(const std::string& sessionId) 
     return *this;
 }
 
+HLVViewController& HLVViewController::showSession(std::shared_ptr<HLVSession> session) {
+    loadingSession_ = true;
+    adoptCompletion()(std::nullopt, std::move(session));
+    return *this;
+}
+
 void HLVViewController::render() {
     platform::mainQueue().post([weak = weakSelf()] {
         auto self = weak.lock();

@@ -1,4 +1,5 @@
-// The facade's lifecycle and configuration.
+// The facade's lifecycle and configuration, and when it lets session requests and agent-started
+// sessions go.
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -6,7 +7,10 @@
 #include "halvora/halvora.h"
 #include "facade/facade_access.h"
 #include "device/device.h"
+#include "halvora/platform.h"
 #include "halvora/session.h"
+#include "protocol/wire_headers.h"
+#include "tests/support/fake_ui.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {
@@ -123,14 +127,100 @@ TEST_F(FacadeTest, CustomDataThatIsNotAnObjectIsRefusedAndChangesNothing) {
     EXPECT_EQ(halvora.customData(), (Json{{"plan", "pro"}}));
 }
 
-TEST_F(FacadeTest, AutostartFollowsTheInformationKey) {
+TEST_F(FacadeTest, AutostartAndAskingFollowTheInformationKeysUntilSet) {
     EXPECT_TRUE(Halvora::autostarts());
+    EXPECT_FALSE(halvora.askBeforeAgentSessions());
     const std::pair<platform::InfoValue, bool> cases[] = {
         {false, false}, {true, true}, {std::string("NO"), false}, {std::string("YES"), true}};
     for (const auto& [value, expected] : cases) {
         app->info["HLVAutostart"] = value;
+        app->info["HLVAskBeforeAgentSessions"] = value;
         EXPECT_EQ(Halvora::autostarts(), expected) << value.index();
+        EXPECT_EQ(halvora.askBeforeAgentSessions(), expected) << value.index();
     }
+    halvora.setAskBeforeAgentSessions(false);
+    EXPECT_FALSE(halvora.askBeforeAgentSessions());
+}
+
+// On a first launch the session requests wait for the registration whose answer brings the
+// credential; a failed one lets them go without it. With a credential stored, or once a
+// registration was answered since the start, nothing waits.
+TEST_F(FacadeTest, WithoutACredentialSessionRequestsWaitForARegistrationAnsweredSinceTheStart) {
+    halvora.setApi("http://svc");
+    int answered = 0;
+    auto count = [&](OptionalError, const std::shared_ptr<HLVSession>&) { ++answered; };
+    auto answerAll = [&] {
+        while (http->pendingCount() > 0) http->respondJson(404, R"({"message":"Not found"})");
+        runPending();
+    };
+
+    halvora.start();
+    halvora.createSession(count);
+    EXPECT_EQ(http->sent().size(), 1u);  // the registration alone
+    http->respondJson(200, R"({"id":"d","next_registration":600,"credential":"k3y"})");
+    runPending();
+    EXPECT_EQ(http->lastSent().method, "POST");
+    EXPECT_EQ(http->lastSent().headers.back(), (std::pair<std::string, std::string>{"Authorization", "Bearer k3y"}));
+    answerAll();
+
+    halvora.stop();
+    halvora.start();  // with the credential stored, nothing waits for the registration in flight
+    halvora.getSession("123456", count);
+    EXPECT_EQ(http->lastSent().method, "GET");
+    answerAll();
+
+    store->remove(kDeviceCredentialKey);
+    halvora.stop();
+    halvora.start();
+    halvora.joinSession("654321", count);
+    EXPECT_EQ(http->lastSent().method, "PUT");
+    answerAll();  // the registration fails: the join goes anyway, and from now on nothing waits
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions/654321");
+    halvora.createSession(count);
+    EXPECT_EQ(http->lastSent().method, "POST");
+    answerAll();
+    EXPECT_EQ(answered, 4);
+}
+
+// With the option on, a session the agent started waits for the user's approval on the session
+// screen, and is never joined without it, even where no screen can be shown.
+TEST_F(FacadeTest, AskingBeforeAgentSessionsPresentsTheApprovalAndNeverJoinsWithoutIt) {
+    halvora.setAskBeforeAgentSessions(true);
+    startLibrary();
+    Json pending{{"type", "Session"}, {"id", "s1"},   {"code", "123456"},
+                 {"state", "pending"}, {"agent", {{"id", "a7"}, {"name", "Dana"}}}};
+    auto settle = [&] {
+        for (int i = 0; i < 3; ++i) runPending();
+    };
+
+    Halvora::onPushNotification(Json{{"halvora-notification", true}, {"halvora-code", "123456"}});
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions/123456");
+    http->respondJson(200, pending.dump());
+    settle();
+    EXPECT_EQ(countLog("Halvora cannot ask the user about session 123456; not joining"), 1);
+    ASSERT_TRUE(halvora.currentSession());
+    EXPECT_TRUE(halvora.currentSession()->isPending());
+    EXPECT_EQ(http->pendingCount(), 0u);
+
+    auto ui = std::make_shared<testing::FakeApplication>();
+    platform::install({.application = ui});
+    Halvora::joinFromOutside("654321");
+    Halvora::joinFromOutside("654321");  // a push and a socket message for one session: one fetch
+    ASSERT_EQ(http->pendingCount(), 1u);
+    pending["id"] = "s2";
+    pending["code"] = "654321";
+    http->respondJson(200, pending.dump());
+    settle();
+    ASSERT_EQ(ui->presentedOwners.size(), 1u);
+    Halvora::joinFromOutside("654321");  // asking already
+    EXPECT_EQ(http->pendingCount(), 0u);
+    auto& approval = ui->layout("HLVSessionApprovalView");
+    EXPECT_EQ(ui->layout("HLVHalvoraView")["subview"].subviews(), std::vector<platform::ViewRef>{approval.root});
+
+    approval["approve"].tap();
+    advance(std::chrono::seconds(3));
+    ASSERT_EQ(http->pendingCount(), 1u);
+    EXPECT_EQ(bodyOf(http->lastSent())["state"], "active");
 }
 
 #if HALVORA_THREAD_CHECKS

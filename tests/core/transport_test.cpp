@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "halvora/halvora.h"
+#include "protocol/wire_headers.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {
@@ -46,6 +47,7 @@ TEST_F(TransportTest, StoppedLibraryFailsAtOnceAndSendsNothingButAnEarlierReques
 }
 
 TEST_F(TransportTest, SendsFixedHeadersInOrderMethodAndCompactBody) {
+    store->set(kDeviceCredentialKey, "k3y");  // for the service only, as the table below checks
     start();
     Halvora::request("http://h/a b?x=1", {std::nullopt, Json{{"b", 1}, {"a", {true, nullptr}}}}, record());
     const auto& sent = http->lastSent();
@@ -66,6 +68,16 @@ TEST_F(TransportTest, SendsFixedHeadersInOrderMethodAndCompactBody) {
     ASSERT_EQ(outcome.calls, 1);
     EXPECT_FALSE(outcome.error || outcome.answer);  // no content, no document
     EXPECT_EQ(outcome.response->status, 204);
+
+    const std::pair<std::string, bool> destinations[] = {
+        {"https://api.halvora.io/api/1/sessions", true}, {"https://api.halvora.io", true},
+        {"https://api.halvora.io.example.com/x", false}, {"http://api.halvora.io/x", false}};
+    for (const auto& [url, withCredential] : destinations) {
+        Halvora::request(url, {}, record());
+        auto withIt = expected;
+        if (withCredential) withIt.emplace_back("Authorization", "Bearer k3y");
+        EXPECT_EQ(http->lastSent().headers, withIt) << url;
+    }
 }
 
 TEST_F(TransportTest, OnlyATextMessageNamesAnHttpFailureAndOnlyAJsonDocumentIsAnAnswer) {

@@ -7,6 +7,7 @@
 #include "halvora/app_events.h"
 #include "halvora/halvora.h"
 #include "device/device.h"
+#include "protocol/wire_headers.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {
@@ -37,6 +38,7 @@ TEST_F(NotificationTest, OpensOnceTheRecordHasAUrlAndIsRetriedOnlyWithoutPush) {
     ASSERT_EQ(sockets->made.size(), 1u);
     auto socket = sockets->made[0];
     EXPECT_EQ(socket->config.reconnectWait, 2.0);
+    EXPECT_EQ(socket->config.extraHeaders.size(), 3u);  // no credential stored, none presented
 
     socket->fire("reconnectAttempt", {Json(1)});
     EXPECT_EQ(socket->disconnects, 1);
@@ -59,9 +61,17 @@ TEST_F(NotificationTest, OpensOnceTheRecordHasAUrlAndIsRetriedOnlyWithoutPush) {
     EXPECT_EQ(sockets->made[1]->disconnects, 0);
 }
 
-TEST_F(NotificationTest, AnErrorPresentsTheCurrentTokenHalfASecondLater) {
+// The connection presents the device credential too, when one is stored, and keeps presenting
+// it when the headers are rebuilt.
+TEST_F(NotificationTest, AnErrorPresentsTheCurrentTokenHalfASecondLaterWithTheCredential) {
+    store->set(kDeviceCredentialKey, "k3y");
     answerRegistration(kWithUrl);
     auto socket = sockets->made[0];
+    const platform::HeaderList expected{{"Authorization", "Bearer n1"},
+                                        {"X-HalvoraSDKVersion", kHalvoraVersion},
+                                        {"X-HalvoraPlatform", "ios"},
+                                        {"X-HalvoraDeviceCredential", "k3y"}};
+    EXPECT_EQ(socket->config.extraHeaders, expected);
     halvora.device()->registerDevice(nullptr);
     answerRegistration(R"({"id":"d","next_registration":600,"notification_url":"http://svc","notification_token":"n2"})");
     socket->fire("error", {Json{{"message", "Unauthorized"}}});
@@ -70,6 +80,7 @@ TEST_F(NotificationTest, AnErrorPresentsTheCurrentTokenHalfASecondLater) {
     EXPECT_EQ(socket->bearer(), "n1");
     advance(std::chrono::milliseconds(1));
     EXPECT_EQ(socket->bearer(), "n2");
+    EXPECT_EQ(socket->config.extraHeaders.back(), expected.back());
     EXPECT_EQ(http->pendingCount(), 0u);  // nothing is fetched for it
 }
 

@@ -1,8 +1,10 @@
-// Device registration: identifier, body, custom data, the loop's schedule, and deregistration.
+// Device registration: identifier, body, custom data, the loop's schedule, the credential, and
+// deregistration.
 #include <gtest/gtest.h>
 
 #include "halvora/halvora.h"
 #include "device/device.h"
+#include "protocol/wire_headers.h"
 #include "tests/support/library_fixture.h"
 
 namespace halvora {
@@ -84,6 +86,63 @@ TEST_F(RegistrationTest, RestartingTheLoopKeepsOneTimer) {
     EXPECT_EQ(sentCount(), 3u);
     advance(seconds(600));
     EXPECT_EQ(sentCount(), 4u);  // one chain, one registration per period
+}
+
+// The service issues a credential with a device's first registration. It goes to the store, never
+// into the record, and with every request after it; a refused one makes the device start over,
+// once, as a new device (a restored backup whose credential the service no longer knows).
+TEST_F(RegistrationTest, TheCredentialIsKeptOutOfTheRecordSentAfterwardsAndARefusalStartsOverOnce) {
+    const std::string credential(64, 'c');
+    const auto authorization = [&](const std::string& value) {
+        return std::pair<std::string, std::string>{"Authorization", "Bearer " + value};
+    };
+    const auto answerWith = [&](const Json& value) {
+        Json record{{"id", "d"}, {"next_registration", 600}, {"notification_url", "http://svc"},
+                    {"notification_token", "n"}, {"credential", value}};
+        answerRegistration(record.dump());
+    };
+    halvora.start();
+    EXPECT_EQ(http->lastSent().headers.size(), 3u);  // none stored: the wire as before
+    answerWith(credential);
+    EXPECT_EQ(store->get(kDeviceCredentialKey), credential);
+    EXPECT_FALSE(dev->field("credential"));
+    ASSERT_EQ(sockets->made.size(), 1u);
+
+    // What cannot be a credential is dropped from the record and changes nothing stored.
+    for (const Json& bad : {Json(""), Json("with space"), Json(std::string(513, 'c')), Json("tab\t"),
+                            Json("caf\u00e9"), Json(42), Json()}) {
+        dev->registerDevice(nullptr);
+        EXPECT_EQ(http->lastSent().headers.back(), authorization(credential)) << bad;
+        answerWith(bad);
+        EXPECT_EQ(store->get(kDeviceCredentialKey), credential) << bad;
+        EXPECT_FALSE(dev->field("credential")) << bad;
+    }
+    for (const auto& line : logLines()) EXPECT_EQ(line.find(credential), std::string::npos) << line;
+
+    const std::string oldId = dev->id();
+    dev->runRegistrationLoop();
+    http->respondJson(401, R"({"message":"Unauthorized"})");
+    runPending();
+    EXPECT_EQ(countLog("Halvora device credential refused; registering as a new device"), 1);
+    EXPECT_FALSE(store->get(kDeviceCredentialKey));
+    EXPECT_NE(dev->id(), oldId);
+    EXPECT_FALSE(dev->resource());
+    EXPECT_FALSE(dev->notificationSocket());
+    EXPECT_EQ(sockets->made[0]->disconnects, 1);
+    ASSERT_EQ(http->pendingCount(), 1u);  // at once, as the new device, without a credential
+    EXPECT_EQ(http->lastSent().url, "http://svc/api/1/devices/" + dev->id());
+    EXPECT_EQ(http->lastSent().headers.size(), 3u);
+
+    // Refused again: no second start over; the loop waits its minute after an error.
+    const std::string newId = dev->id();
+    http->respondJson(401, R"({"message":"Unauthorized"})");
+    runPending();
+    EXPECT_EQ(http->pendingCount(), 0u);
+    advance(seconds(60));
+    answerWith("fresh-credential");
+    EXPECT_EQ(countLog("Halvora device credential refused; registering as a new device"), 1);
+    EXPECT_EQ(dev->id(), newId);
+    EXPECT_EQ(store->get(kDeviceCredentialKey), "fresh-credential");
 }
 
 TEST_F(RegistrationTest, DeregisterCancelsTheTimerDropsDataAndRecordAtOnce) {

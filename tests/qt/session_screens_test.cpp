@@ -170,9 +170,11 @@ TEST_F(SessionScreensTest, LinksTheApplicationOpensJoinTheirSession) {
 }
 
 // The library starts itself about 2 s after the event loop starts, unless the application said no
-// through its "HLVAutostart" property. Each case is its own process: install() happens once.
-void expectAutostart(const QVariant& property, bool started) {
-    if (property.isValid()) QCoreApplication::instance()->setProperty("HLVAutostart", property);
+// through its "HLVAutostart" property; "HLVAskBeforeAgentSessions" is read from the application
+// object the same way. Each case is its own process: install() happens once.
+void expectStartup(const QVariant& autostart, bool started, const QVariant& ask, bool asks) {
+    if (autostart.isValid()) QCoreApplication::instance()->setProperty("HLVAutostart", autostart);
+    if (ask.isValid()) QCoreApplication::instance()->setProperty("HLVAskBeforeAgentSessions", ask);
     auto http = std::make_shared<halvora::testing::FakeHttpClient>();
     platform::install({.store = std::make_shared<halvora::testing::MemoryStore>(), .http = http,
                        .sockets = std::make_shared<halvora::testing::FakeSocketFactory>()});
@@ -180,12 +182,13 @@ void expectAutostart(const QVariant& property, bool started) {
     Halvora::instance().setApi("http://svc");
     QTest::qWait(1000);
     EXPECT_EQ(http->sent().size(), 0u) << "started before the application was up";
+    EXPECT_EQ(Halvora::instance().askBeforeAgentSessions(), asks);
     QTest::qWait(2500);
     EXPECT_EQ(!http->sent().empty(), started);
 }
 
-TEST(QuickAutostart, StartsByItselfOnceTheApplicationIsUp) { expectAutostart({}, true); }
-TEST(QuickAutostart, StaysStoppedWhenTheApplicationPropertySaysNo) { expectAutostart(false, false); }
+TEST(QuickAutostart, StartsByItselfOnceTheApplicationIsUp) { expectStartup({}, true, {}, false); }
+TEST(QuickAutostart, StaysStoppedAndAsksWhenTheApplicationPropertiesSaySo) { expectStartup(false, false, true, true); }
 
 }  // namespace
 }  // namespace halvora::qt

@@ -155,7 +155,9 @@ struct RefusingDelegate : RecordingDelegate {
     }
 };
 
-TEST_F(CurrentSessionTest, AgentEventsReachTheOverlayFirstAndThenWhereTheyBelong) {
+// Nothing the agent sends acts before the user let it in: on a pending session (the approval
+// screen asking about it) a touch could press "approve" for the user.
+TEST_F(CurrentSessionTest, AgentEventsActOnlyOnceActiveReachingTheOverlayFirstAndThenWhereTheyBelong) {
     auto delegate = std::make_shared<RefusingDelegate>();
     halvora.setDelegate(delegate);
     std::vector<std::string> seen;
@@ -179,9 +181,22 @@ TEST_F(CurrentSessionTest, AgentEventsReachTheOverlayFirstAndThenWhereTheyBelong
     http->respondJson(201, kPending);
     runPending();
     auto session = halvora.currentSession();
+    const auto touchEnd = [] { return *HLVTouchEvent::from(Json{{"type", "Touch"}, {"state", "touchend"}}); };
 
+    const HLVAgentEvent beforeApproval[] = {
+        *HLVTouchEvent::from(Json{{"type", "Touch"}, {"state", "touchstart"}}), touchEnd(),
+        *HLVKeyPress::from(Json{{"type", "KeyPress"}, {"key", "a"}}),
+        *HLVURL::from(Json{{"type", "URL"}, {"url", "https://example.com/help"}}),
+        *HLVLaser::from(Json{{"type", "Laser"}, {"x", 0.5}, {"y", 0.5}}),
+        *HLVDrawing::from(Json{{"type", "Drawing"}, {"path", Json::array()}})};
+    for (const auto& event : beforeApproval) session->agentEventReceived(event);
+    EXPECT_TRUE(seen.empty());
+    EXPECT_TRUE(browser->opened.empty());
+    EXPECT_FALSE(delegate->askedAbout);
+
+    session->updateResource(Json::parse(R"({"type":"Session","id":"s1","code":"123456","state":"active"})"));
     session->agentEventReceived(*HLVTouchEvent::from(Json{{"type", "Touch"}, {"state", "touchstart"}}));
-    session->agentEventReceived(*HLVTouchEvent::from(Json{{"type", "Touch"}, {"state", "touchend"}}));
+    session->agentEventReceived(touchEnd());
     EXPECT_EQ(seen, (std::vector<std::string>{"overlay", "overlay"}));  // drawn, not performed
     EXPECT_EQ(delegate->askedAbout, session);
     session->agentEventReceived(*HLVKeyPress::from(Json{{"type", "KeyPress"}, {"key", "a"}}));

@@ -17,6 +17,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -61,11 +62,24 @@ public:
     // Whether the library starts itself at launch: the information key "HLVAutostart" when the
     // application has it, else true.
     static bool autostarts();
+
+    // Whether a session the agent starts for this device (over the notification connection, a
+    // push or a session link) waits for the user's approval. Off (the default), it is joined at
+    // once. On, it is fetched, made current, and the session screen is presented for it as
+    // openSessionManagement() presents it: approving counts down and activates, declining ends
+    // it. With no screen to show, "Halvora cannot ask the user about session <code>; not
+    // joining" is logged and the session stays pending. joinSession() always activates at once.
+    // Until set, the information key "HLVAskBeforeAgentSessions" decides (read like
+    // "HLVAutostart"; with Qt, also the application object's property of that name).
+    void setAskBeforeAgentSessions(bool ask);
+    bool askBeforeAgentSessions() const;
+
     // One exchange with the service (used exactly as `url` gives it): the callback runs exactly
     // once, on the main queue: "Halvora not started" (code 0) while stopped; the HTTP client's
     // error in its own domain when the exchange itself failed; 204 -> no error and no JSON; an answer that is not a JSON object or array -> a
     // "json" domain error; status >= 400 -> HLVError(answer's "message" or "Request failed",
-    // status) with the parsed answer; else the parsed answer.
+    // status) with the parsed answer; else the parsed answer. The device credential goes only
+    // to URLs under api().
     static void request(const std::string& url, const RequestOptions& options, RequestCallback callback);
     // "1.5.4".
     static std::string version() { return kHalvoraVersion; }
@@ -109,7 +123,10 @@ public:
     std::shared_ptr<HLVSession> currentSession() const { return currentSession_; }
     // Cleans the previous current session up (even when it is the same one) and stores `session`.
     void setCurrentSession(std::shared_ptr<HLVSession> session);
-    // POSTs a new session and makes it current. The callback is required.
+    // POSTs a new session and makes it current. The callback is required. While started, with no
+    // device credential stored and no registration answered since start() (a first launch), the
+    // three session requests here wait for a registration first, so that they carry the
+    // credential it brings; a failed registration lets them go anyway.
     Halvora& createSession(SessionCallback callback);
     // Fetches a session by identifier or code and makes it current. The callback is required.
     Halvora& getSession(const std::string& idOrCode, SessionCallback callback);
@@ -154,8 +171,8 @@ public:
     // Joins the session a payload of this library names ("halvora-code"); anything else is
     // ignored. Failures are only logged.
     static void onPushNotification(const Json& payload);
-    // Joins `code` for a push, a notification-socket message or a link; failures are only logged
-    // ("Error joining session ...").
+    // Joins `code` for a push, a notification-socket message or a link, or asks the user first
+    // (setAskBeforeAgentSessions); failures are only logged ("Error joining session ...").
     static void joinFromOutside(const std::string& code);
 
     // Host of the service's session links ("https://<host>/session/123456").
@@ -197,7 +214,14 @@ private:
     ~Halvora();
     std::shared_ptr<HLVSession> makeSession() const;
     void adoptSession(std::optional<Json> answer, OptionalError error, const SessionCallback& callback);
+    void requestSession(std::optional<std::string> method, std::optional<std::string> idOrCode,
+                        SessionCallback callback);
+    // Agent events act only for the current session while it is active.
     void routeAgentEvent(const HLVAgentEvent& event, const std::shared_ptr<HLVSession>& session);
+    void askToJoin(const std::string& code);
+    // The session flow presented here, while it is shown; presenting one remembers it.
+    std::shared_ptr<HLVViewController> shownFlow() const;
+    bool presentFlow(const std::shared_ptr<HLVViewController>& flow);
     void maskSensitiveViews(const std::vector<platform::ViewRef>& views);
     static void interceptNotifications();
     static void interceptDeepLinks();
@@ -214,7 +238,9 @@ private:
     std::unique_ptr<HLVKeyPressInjector> keyPressInjector_;
     std::vector<platform::ViewRef> redactedViews_;
     std::map<std::string, std::vector<SessionCallback>> joining_;  // by code, while in flight
-    std::weak_ptr<HLVViewController> management_;  // the screen the banner opened, while shown
+    std::weak_ptr<HLVViewController> management_;  // the flow presented here, while shown
+    std::optional<bool> askBeforeAgentSessions_;
+    std::set<std::string> asking_;  // codes fetched to ask about, while in flight
 };
 
 }  // namespace halvora

@@ -78,6 +78,9 @@ public:
     // Shows the session with this identifier instead of creating or adopting one. Call before
     // the view loads.
     HLVViewController& loadSession(const std::string& sessionId);
+    // Shows `session`, already fetched, instead of creating or adopting one (the facade asking
+    // the user about a session the agent started). Call before the view loads.
+    HLVViewController& showSession(std::shared_ptr<HLVSession> session);
     // Asks for a new session (done by the view's loading unless a session is active or loading).
     HLVViewController& createSession();
 
