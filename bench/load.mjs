@@ -13,6 +13,7 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { readCredentials, signIn } from '../service/tools/agent-client.js';
+import { registerDevice } from '../service/tools/device-client.js';
 import { startRedis } from '../service/test-support/redis-server.js';
 import { startServiceProcess } from '../tests/support/service_process.mjs';
 
@@ -69,14 +70,10 @@ async function measure(count) {
     await stop();
     throw err;
   });
+  const devices = new Map(); // service URL -> the device that plays every session there
   async function api(url, method, path, body) {
-    const answer = path.startsWith('/api/1/agent/')
-      ? await agentCall(method, path, body)
-      : await fetch(`${url}${path}`, {
-        method,
-        headers: { 'Content-Type': 'application/json' },
-        body: body === undefined ? undefined : JSON.stringify(body),
-      }).then(async (response) => ({ status: response.status, body: await response.json() }));
+    if (!path.startsWith('/api/1/agent/') && !devices.has(url)) devices.set(url, await registerDevice(url, { device: { model: 'load' } }));
+    const answer = path.startsWith('/api/1/agent/') ? await agentCall(method, path, body) : await devices.get(url).call(method, path, body);
     if (answer.status >= 400) throw new Error(`${method} ${path} answered ${answer.status}`);
     return answer.body;
   }
@@ -96,8 +93,8 @@ async function measure(count) {
     const agentSide = services[(sessions + 1) % count].url;
     sessions += 1;
     const session = await api(deviceSide, 'POST', '/api/1/sessions');
-    await api(deviceSide, 'PUT', `/api/1/sessions/${session.id}`, { state: 'active', device: { model: 'load' } });
     const joined = await api(agentSide, 'POST', `/api/1/agent/sessions/${session.id}/join`);
+    await api(deviceSide, 'PUT', `/api/1/sessions/${session.id}`, { state: 'active', device: { model: 'load' } });
     const agent = await connect(agentSide, { auth: { token: joined.agent_token } });
     agent.on('frame', (record) => delays.push(Date.now() - record.sent_at_ms));
     const device = await connect(deviceSide, { extraHeaders: { Authorization: `Bearer ${session.stream_token}` } });

@@ -157,6 +157,10 @@ void HLVDevice::deregister(Completion completion) {
         nextRegistration_ = {};
     }
     deleteResource(std::move(completion));
+    // The DELETE has taken the credential with it (headers are built when a request is issued).
+    // A removed device's credential opens nothing any more: the next start registers afresh and
+    // is given a new one, instead of presenting a dead one first.
+    platform::store().remove(kDeviceCredentialKey);
     cleanup();
 }
 

@@ -14,10 +14,10 @@ case "$action" in
     rm -f "$url_file"
     [ -f "$pid_file" ] && kill "$(cat "$pid_file")" 2>/dev/null || true
     rm -rf "$url_file.data" "$url_file.agent"
-    # Every test plays the agent from this one address, polling as it waits: no rate limit here
-    # (the service's own tests cover it).
+    # Every test plays the agent and the devices from this one address, polling as it waits: no
+    # rate limits here (the service's own tests cover them).
     setsid node "$root/service/src/server.js" --port 0 --port-file "$url_file" --quiet --data "$url_file.data" \
-      --demo-agent "$url_file.agent" --agent-rate-limit 0 \
+      --demo-agent "$url_file.agent" --agent-rate-limit 0 --device-rate-limit 0 \
       >"$url_file.log" 2>&1 < /dev/null &
     echo $! > "$pid_file"
     for _ in $(seq 1 100); do

@@ -174,9 +174,11 @@ void HLVSessionSockets::updateSocketTokens(std::function<void()> completion) {
     session->fetch([self, completion = std::move(completion)](OptionalError error,
                                                               const std::shared_ptr<HLVSession>& fetched) {
         auto current = self->session_.lock();
-        if (error && error->domain() == HLVError::kDomain && error->code() == 404 && current) {
+        const bool gone = error && error->domain() == HLVError::kDomain && (error->code() == 404 || error->code() == 401);
+        if (gone && current) {
             // The service no longer knows the session (it restarted without it, or it was
-            // removed): nothing can bring it back, so it ends here and the application hears so.
+            // removed), or no longer knows this device as its own: nothing can bring it back,
+            // so it ends here and the application hears so.
             platform::log("Halvora session not found at the service; ending it");
             current->endLocally();
         } else if (error) {

@@ -6,8 +6,9 @@ import Fastify from 'fastify';
 import { SignInThrottle } from './agents/sign-in-throttle.js';
 import { serveConsole } from './console/serve-console.js';
 import { HttpError, payloadTooLarge, unauthorized } from './errors.js';
-import { baseUrlFor, isLoopbackHost } from './http/address.js';
+import { baseUrlFor, isLoopbackHost, isOwnHost } from './http/address.js';
 import { MAX_BODY_BYTES } from './http/body.js';
+import { RateLimiter } from './http/rate-limits.js';
 import { registerRoutes, sendJson } from './http/routes.js';
 import { createMetrics } from './metrics.js';
 import { agentRoutes } from './routes/agent-routes.js';
@@ -25,6 +26,10 @@ const PARAM_ERRORS = {
 const LOGGED_PATH_MAX = 200;
 const CLOSE_GRACE_MS = 2000;
 export const DEFAULT_AGENT_RATE_LIMIT = 600;
+export const DEFAULT_DEVICE_RATE_LIMIT = 600;
+// One device may make this share of what one address may.
+const PER_DEVICE_SHARE = 5;
+const SWEEP_INTERVAL_MAX_MS = 60_000;
 
 // Builds the service without listening, so tests can run it in-process: a Fastify application
 // for the REST API, with the official socket.io server attached to the same http.Server, where it
@@ -43,6 +48,11 @@ export const DEFAULT_AGENT_RATE_LIMIT = 600;
 //   signInThrottle    a SignInThrottle, for tests that need their own clock
 //   agentRateLimit    requests a minute one address may make to the agent API (default 600;
 //                     0: no limit)
+//   deviceRateLimit   requests a minute one address may make to the device API (default 600; one
+//                     device a fifth of it, wherever it asks from; 0: no limit)
+//   pendingExpiryMs, endedRetentionMs, deviceRetentionMs
+//                     how long a session may wait to start, an ended session is kept, and a
+//                     device that stopped registering is kept (see Store)
 //   trustProxy        addresses or CIDR ranges of proxies whose forwarded headers are believed
 //   consoleDir        where the console's bundle is (default: service/console/dist)
 export function createService(options = {}) {
@@ -58,6 +68,9 @@ export function createService(options = {}) {
     baseUrl: () => baseUrl,
     nextRegistration: options.nextRegistration ?? DEFAULT_NEXT_REGISTRATION,
     generateCode: options.generateCode,
+    pendingExpiryMs: options.pendingExpiryMs,
+    endedRetentionMs: options.endedRetentionMs,
+    deviceRetentionMs: options.deviceRetentionMs,
     onListenerError: (err) => log(`change listener failed: ${describe(err)}`),
   });
 
@@ -87,6 +100,14 @@ export function createService(options = {}) {
       });
     });
   }
+  // Only names of this service are answered: a page of another site that a DNS record points at
+  // this address (DNS rebinding) must not reach a service that listens on loopback only.
+  let listenHost = '127.0.0.1';
+  const hostRefusal = (host) => (isOwnHost(host, { listenHost, publicUrl: baseUrl }) ? undefined : 'Unknown host');
+  app.addHook('onRequest', async (request) => {
+    const refusal = hostRefusal(request.headers.host);
+    if (refusal) throw new HttpError(421, refusal);
+  });
   app.setNotFoundHandler(async (request, reply) => sendJson(reply, 404, { message: 'Not found' }));
   app.setErrorHandler(async (err, request, reply) => {
     if (err.code === 'FST_ERR_CTP_BODY_TOO_LARGE') {
@@ -154,18 +175,33 @@ export function createService(options = {}) {
   const server = app.server;
   const metrics = createMetrics(store);
   const sockets = createSocketServer({
-    server, store, log, metrics, catchUp: shared?.catchUp, allowOrigin: (req) => isOwnOrigin(req.headers.origin, req.headers.host),
+    server,
+    store,
+    log,
+    metrics,
+    shared,
+    allowRequest: (req) => hostRefusal(req.headers.host)
+      ?? (req.headers.origin === undefined || isOwnOrigin(req.headers.origin, req.headers.host) ? undefined : 'Cross-origin request refused'),
   });
   metrics.countReachableDevices(sockets.reachableDeviceCount);
-  const throttle = options.signInThrottle ?? new SignInThrottle();
-  registerRoutes(app, [...deviceRoutes(store), ...signInRoutes(store, throttle, { isSecure })], PARAM_ERRORS, { shared });
+  const throttle = options.signInThrottle ?? new SignInThrottle({ counters: state?.counters?.() });
+  registerRoutes(app, signInRoutes(store, throttle, { isSecure }), PARAM_ERRORS, { shared });
+  // The device API is open to anyone who can reach the service; what one address, and one
+  // device from anywhere, may ask is bounded.
+  const deviceRate = options.deviceRateLimit ?? DEFAULT_DEVICE_RATE_LIMIT;
+  const perAddress = deviceRate > 0 ? new RateLimiter({ limit: deviceRate }) : undefined;
+  const perDevice = deviceRate > 0 ? new RateLimiter({ limit: Math.max(1, Math.floor(deviceRate / PER_DEVICE_SHARE)) }) : undefined;
+  registerRoutes(app, deviceRoutes(store, { limits: { perDevice }, shared }), PARAM_ERRORS, {
+    shared,
+    onRequest: async (request) => perAddress?.take(request.ip),
+  });
   // Everything else an agent does needs a signed-in agent, and a runaway script or a stolen
   // cookie cannot hammer it.
   const requireAgent = async (request) => {
     const token = request.cookies[SIGN_IN_COOKIE];
     request.agent = store.agents.agentFor(token);
     if (!request.agent && token && shared) {
-      await shared.catchUp();
+      await shared.lookUpLogin(token);
       request.agent = store.agents.agentFor(token);
     }
     if (!request.agent) throw unauthorized();
@@ -208,12 +244,29 @@ export function createService(options = {}) {
       await Promise.all([publisher.connect(), subscriber.connect()]);
       sockets.useAdapter(createAdapter(publisher, subscriber));
     }
+    listenHost = host;
     await app.listen({ port, host });
     baseUrl = options.publicUrl ?? baseUrlFor(server.address());
+    startSweeping();
     return baseUrl;
   }
 
+  // Waiting sessions expire and old records go, now and then; a failure is logged and tried again.
+  let sweeper;
+  function startSweeping() {
+    const every = Math.min(SWEEP_INTERVAL_MAX_MS, Math.max(1000, (options.pendingExpiryMs ?? SWEEP_INTERVAL_MAX_MS * 10) / 10));
+    sweeper = setInterval(() => {
+      try {
+        store.sweep();
+      } catch (err) {
+        log(`sweep failed: ${describe(err)}`);
+      }
+    }, every);
+    sweeper.unref();
+  }
+
   async function close() {
+    clearInterval(sweeper);
     // Socket connections never go idle on their own; they are dropped first.
     sockets.close();
     // Requests still running get a moment to finish before their connections are cut.

@@ -18,6 +18,12 @@ export const USAGE = `Usage: node src/server.js [options]
                               write its sign-in to FILE; for demos and tests
   --agent-rate-limit N        requests a minute one address may make to the agent API
                               (default 600; 0 turns the limit off)
+  --device-rate-limit N       requests a minute one address may make to the device API; one
+                              device may make a fifth of it from anywhere (default 600; 0 off)
+  --pending-expiry SECONDS    a session nobody started within this time ends (default 600)
+  --ended-retention SECONDS   ended sessions are forgotten this long after (default 86400)
+  --device-retention SECONDS  devices that stopped registering are forgotten this long after
+                              their last registration (default 2592000, 30 days)
   --trust-proxy ADDRESSES     comma-separated addresses or CIDR ranges of proxies whose
                               X-Forwarded-For/-Proto headers are believed (default: none)
   --quiet                     no per-request log lines
@@ -39,6 +45,10 @@ export function parseCliOptions(argv) {
       redis: { type: 'string' },
       'demo-agent': { type: 'string' },
       'agent-rate-limit': { type: 'string' },
+      'device-rate-limit': { type: 'string' },
+      'pending-expiry': { type: 'string' },
+      'ended-retention': { type: 'string' },
+      'device-retention': { type: 'string' },
       'trust-proxy': { type: 'string' },
       quiet: { type: 'boolean', default: false },
       help: { type: 'boolean', default: false },
@@ -64,6 +74,10 @@ export function parseCliOptions(argv) {
       values['agent-rate-limit'] === undefined
         ? undefined
         : integerOption('--agent-rate-limit', values['agent-rate-limit'], 0, 1_000_000),
+    deviceRateLimit: optionalInteger('--device-rate-limit', values['device-rate-limit'], 0, 1_000_000),
+    pendingExpiryMs: optionalSeconds('--pending-expiry', values['pending-expiry']),
+    endedRetentionMs: optionalSeconds('--ended-retention', values['ended-retention']),
+    deviceRetentionMs: optionalSeconds('--device-retention', values['device-retention']),
     trustProxy: values['trust-proxy'] === undefined ? undefined : proxyOption(values['trust-proxy']),
     quiet: values.quiet,
   };
@@ -104,6 +118,15 @@ function redisOption(values) {
   }
   if (url.protocol !== 'redis:' && url.protocol !== 'rediss:') throw new Error('--redis must be a redis:// or rediss:// URL');
   return values.redis;
+}
+
+function optionalInteger(name, text, min, max) {
+  return text === undefined ? undefined : integerOption(name, text, min, max);
+}
+
+// At least a second, at most ten years; in milliseconds.
+function optionalSeconds(name, text) {
+  return text === undefined ? undefined : integerOption(name, text, 1, 315_360_000) * 1000;
 }
 
 function integerOption(name, text, min, max) {

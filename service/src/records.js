@@ -36,3 +36,16 @@ export function deviceRecord(device, baseUrl, nextRegistration) {
   record.notification_token = device.notificationToken;
   return record;
 }
+
+// A session as an agent sees it: the device's channel tokens are the device's alone (with them
+// anyone could read the agent's input or show the agent pictures of its own making).
+export function agentSessionRecord(record) {
+  const { control_token: _control, stream_token: _stream, ...rest } = record;
+  return rest;
+}
+
+// A device as an agent sees it: its notification token is the device's alone.
+export function agentDeviceRecord(record) {
+  const { notification_token: _token, ...rest } = record;
+  return rest;
+}

@@ -2,7 +2,11 @@ import { serviceUnavailable } from './errors.js';
 import { newSessionCode } from './tokens.js';
 
 const CODE_SPACE = 1_000_000;
+// At most half the codes are live at once, so that a random pick is free at least every other
+// try: a few picks always find one, and nothing ever walks the whole space.
+export const MAX_LIVE_CODES = CODE_SPACE / 2;
 const RANDOM_ATTEMPTS = 64;
+const NO_CODE = 'No session codes are free; try again later';
 
 // Hands out six-digit codes that no live (not ended) session is using, and remembers the
 // newest session for every code so a code still finds its session after it has ended.
@@ -15,41 +19,33 @@ export class SessionCodes {
     this.#generate = generate;
   }
 
-  allocate(sessionId) {
-    const code = this.#pickFree();
-    this.#live.add(code);
-    this.#newest.set(code, sessionId);
-    return code;
+  // A code no live session uses; it is taken once a session with it is restored.
+  pick() {
+    if (this.#live.size >= MAX_LIVE_CODES) throw serviceUnavailable(NO_CODE);
+    for (let attempt = 0; attempt < RANDOM_ATTEMPTS; attempt++) {
+      const code = this.#generate();
+      if (!this.#live.has(code)) return code;
+    }
+    throw serviceUnavailable(NO_CODE);
   }
 
-  // A code handed out before a restart, read back oldest session first.
+  // A session holding `code`, as made, changed or read back (oldest first). A live session always
+  // has its code; an ended one names it only if no later session took it.
   restore(code, sessionId, live) {
-    this.#newest.set(code, sessionId);
+    const holder = this.#newest.get(code);
+    if (live || holder === undefined || holder === sessionId || !this.#live.has(code)) this.#newest.set(code, sessionId);
     if (live) this.#live.add(code);
+    else if (this.#newest.get(code) === sessionId) this.#live.delete(code);
   }
 
-  release(code) {
+  // The session is gone: its code names nothing any more.
+  forget(code, sessionId) {
+    if (this.#newest.get(code) !== sessionId) return;
+    this.#newest.delete(code);
     this.#live.delete(code);
   }
 
   sessionIdFor(code) {
     return this.#newest.get(code);
-  }
-
-  #pickFree() {
-    if (this.#live.size >= CODE_SPACE) {
-      throw serviceUnavailable('No session codes are free; end some sessions first');
-    }
-    for (let attempt = 0; attempt < RANDOM_ATTEMPTS; attempt++) {
-      const code = this.#generate();
-      if (!this.#live.has(code)) return code;
-    }
-    // Nearly full (or an unlucky generator): walk the code space from a random start.
-    const start = Number(newSessionCode());
-    for (let offset = 0; offset < CODE_SPACE; offset++) {
-      const code = String((start + offset) % CODE_SPACE).padStart(6, '0');
-      if (!this.#live.has(code)) return code;
-    }
-    throw serviceUnavailable('No session codes are free; end some sessions first');
   }
 }

@@ -1,24 +1,37 @@
 import { EventEmitter } from 'node:events';
 import { AgentAccounts } from './agents/agent-accounts.js';
-import { conflict, forbidden, notFound } from './errors.js';
+import { conflict, forbidden, notFound, unauthorized } from './errors.js';
 import { deviceRecord, sessionRecord } from './records.js';
 import { SessionCodes } from './session-codes.js';
 import { checkTransition } from './session-states.js';
-import { newId, newToken } from './tokens.js';
+import { digest, newId, newToken } from './tokens.js';
 import { isSessionCode } from './validate.js';
 
 export const DEFAULT_NEXT_REGISTRATION = 600;
+// How long a session may wait for its agent and its user, how long an ended one is kept (the
+// console shows it, a code still names it), and how long a device that stopped registering is.
+export const DEFAULT_PENDING_EXPIRY_MS = 10 * 60 * 1000;
+export const DEFAULT_ENDED_RETENTION_MS = 24 * 60 * 60 * 1000;
+export const DEFAULT_DEVICE_RETENTION_MS = 30 * 24 * 60 * 60 * 1000;
+// A device asking again and again for help keeps only its newest few waiting sessions.
+export const MAX_PENDING_PER_DEVICE = 5;
 const SESSION_CHANNELS = ['control', 'stream', 'agent'];
+const DEVICE_REFUSED = 'Device credential refused';
 
-// Devices and sessions, worked on in memory. With `state` (an SqliteState) they are read back from
-// it at construction and every change is written through to it before it is announced. Every
-// change ends in #publish, which emits one 'change' event ({ kind: 'session' | 'device', action:
-// 'created' | 'updated' | 'deleted', record }) so the socket layer can push fresh records to
-// whoever is listening.
+// Devices, sessions and agent accounts, worked on in memory. With `state` (SqliteState or
+// RedisState) every change is written first and taken into memory only once the write went
+// through, so a failed write changes nothing. Every change ends in #publish, which emits one
+// 'change' event ({ kind: 'session' | 'device', action: 'created' | 'updated' | 'deleted', record,
+// rotated? }) so the socket layer can push fresh records to whoever is listening.
+//
+// Who may do what is decided here: a device is known by the credential issued at its first
+// registration (only its hash is kept); a device reaches only the sessions it created or that an
+// agent started for it; a session only becomes active once it has an agent.
 export class Store extends EventEmitter {
   #sessions = new Map(); // id -> session, in creation order
   #devices = new Map(); // id -> device, in first-registration order
   #tokens = new Map(); // bearer token -> { channel, id }
+  #credentials = new Map(); // credential hash -> device id
   #codes;
   #baseUrl;
   #nextRegistration;
@@ -26,6 +39,7 @@ export class Store extends EventEmitter {
   #onListenerError;
   #state;
   #shared;
+  #limits;
 
   constructor({
     baseUrl = () => '',
@@ -34,6 +48,9 @@ export class Store extends EventEmitter {
     generateCode,
     onListenerError = () => {},
     state,
+    pendingExpiryMs = DEFAULT_PENDING_EXPIRY_MS,
+    endedRetentionMs = DEFAULT_ENDED_RETENTION_MS,
+    deviceRetentionMs = DEFAULT_DEVICE_RETENTION_MS,
   } = {}) {
     super();
     this.#baseUrl = baseUrl;
@@ -42,6 +59,7 @@ export class Store extends EventEmitter {
     this.#codes = new SessionCodes({ generate: generateCode });
     this.#onListenerError = onListenerError;
     this.#state = state;
+    this.#limits = { pendingExpiryMs, endedRetentionMs, deviceRetentionMs };
     this.agents = new AgentAccounts({ state, now });
     // A state that must connect first (Redis) is read in open().
     if (state && typeof state.open !== 'function') this.#restore(state.load());
@@ -54,15 +72,23 @@ export class Store extends EventEmitter {
     await this.#state.open();
     this.#restore(this.#state.load());
     this.#state.onRemoteChange((table, action, value) => this.#applyRemote(table, action, value));
+    // A change that never reached the shared state is dropped here too; the record is read again
+    // the next time it is named.
+    this.#state.onWriteFailed?.((table, id) => {
+      if (table === 'sessions' || table === 'devices') this.#applyRemote(table, 'remove', id);
+    });
   }
 
-  // When several service instances share the state (Redis): what the routes do around each
-  // handler (see registerRoutes); undefined otherwise.
+  // When several service instances share the state (Redis): what the routes and sockets do to
+  // find records another instance made a moment ago; undefined otherwise. Each reads only the
+  // keys it needs.
   get shared() {
-    if (typeof this.#state?.catchUp !== 'function') return undefined;
+    if (typeof this.#state?.lookUp !== 'function') return undefined;
     this.#shared ??= {
       refresh: (params) => this.#refresh(params),
-      catchUp: () => this.catchUp(),
+      lookUpToken: (token) => this.#lookUp('token', token),
+      lookUpCredential: (credential) => this.#lookUp('credential', credential),
+      lookUpLogin: (token) => this.#lookUp('login', token),
       written: () => this.#state.flush(),
     };
     return this.#shared;
@@ -72,46 +98,51 @@ export class Store extends EventEmitter {
   // last wrote them: their messages may still be on their way, and a change made on a stale copy
   // would undo theirs.
   async #refresh({ session: ref, device: deviceId }) {
-    const sessionId = ref !== undefined && isSessionCode(ref) ? this.#codes.sessionIdFor(ref) : ref;
-    const [session, device] = await Promise.all([
-      sessionId === undefined ? undefined : this.#state.read('sessions', sessionId),
-      deviceId === undefined ? undefined : this.#state.read('devices', deviceId),
+    const found = await Promise.all([
+      ref === undefined ? {} : this.#state.lookUp(isSessionCode(ref) ? 'code' : 'session', ref),
+      deviceId === undefined ? {} : this.#state.lookUp('device', deviceId),
     ]);
-    if (session) this.#adoptSession(session);
-    if (device) this.#adoptDevice(device);
+    for (const records of found) this.#adoptFound(records);
   }
 
-  // After a lookup missed: reads a shared state again in case another instance has just made
-  // what was looked for, and takes in the records it has never heard of. (Messages from the other
-  // instances may also bring it while this waits: look again either way.) Records it knows are
-  // kept current by those messages; a read may predate a change of its own still on its way,
-  // so it never replaces them.
-  async catchUp() {
-    const snapshot = await this.#state?.catchUp?.();
-    for (const [table, records] of Object.entries(snapshot ?? {})) {
-      for (const record of records) {
-        if (!this.#knows(table, record.id)) this.#applyRemote(table, 'save', record, { quiet: true });
-      }
+  async #lookUp(kind, key) {
+    if (typeof key !== 'string' || key === '') return;
+    this.#adoptFound(await this.#state.lookUp(kind, key));
+  }
+
+  #adoptFound(found) {
+    for (const [table, records] of Object.entries(found ?? {})) {
+      for (const record of records ?? []) this.#applyRemote(table, 'save', record, { quiet: true });
     }
   }
 
   // ---- sessions ----
 
-  createSession({ deviceId, agent } = {}) {
+  // A session the device known by `device` asks for (the user wants help).
+  createSessionForDevice(device) {
+    // The oldest of its waiting sessions make way, so one device cannot pile them up.
+    const waiting = [...this.#sessions.values()].filter((s) => s.ownerDeviceId === device.id && s.state === 'pending');
+    for (const old of waiting.slice(0, Math.max(0, waiting.length - MAX_PENDING_PER_DEVICE + 1))) {
+      this.#commitSession({ ...old, ...this.#ended() }, 'updated');
+    }
+    return this.createSession({ ownerDeviceId: device.id });
+  }
+
+  // `ownerDeviceId`: the device that asked for it; `deviceId`: the device an agent started it for.
+  createSession({ ownerDeviceId, deviceId, agent } = {}) {
     const id = newId();
-    const session = {
+    return this.#commitSession({
       id,
-      code: this.#codes.allocate(id),
+      code: this.#codes.pick(),
       state: 'pending',
-      controlToken: this.#issueToken('control', id),
-      streamToken: this.#issueToken('stream', id),
-      agentToken: this.#issueToken('agent', id),
+      controlToken: newToken(),
+      streamToken: newToken(),
+      agentToken: newToken(),
       createdAt: this.#timestamp(),
+      ownerDeviceId,
       deviceId,
       agent: agent && { id: agent.id, name: agent.name },
-    };
-    this.#sessions.set(id, session);
-    return this.#commitSession(session, 'created');
+    }, 'created');
   }
 
   // An agent-started session belongs to its agent from the start.
@@ -120,8 +151,10 @@ export class Store extends EventEmitter {
     return this.createSession({ deviceId, agent });
   }
 
-  getSession(ref) {
-    return this.#sessionRecord(this.#findSession(ref));
+  // For a device: its own session, or 404 whatever the reference names, so that a code or id
+  // tells nothing about sessions of others. Without `device` the caller is the service itself.
+  getSession(ref, { device } = {}) {
+    return this.#sessionRecord(this.#findSession(ref, device));
   }
 
   // For an agent: the session, unless another agent has it.
@@ -140,16 +173,21 @@ export class Store extends EventEmitter {
       .map((session) => this.#sessionRecord(session));
   }
 
-  // The device's own state change: only forward moves are allowed, anything else is a bad request.
-  changeSessionState(ref, { state, device, customData }) {
-    const session = this.#findSession(ref);
+  // The device's own state change: only forward moves, and active only once an agent has it
+  // (joined, or started it for this device). Anything else is refused and changes nothing.
+  changeSessionState(ref, { state, device, customData }, { device: caller } = {}) {
+    const session = this.#findSession(ref, caller);
     checkTransition(session.state, state);
+    const next = { ...session };
     if (state === 'active') {
-      if (device !== undefined) session.device = device;
-      if (customData !== undefined) session.customData = customData;
+      if (session.agent === undefined) throw conflict('No agent has joined this session yet');
+      if (device !== undefined) next.device = device;
+      if (customData !== undefined) next.customData = customData;
+      next.state = 'active';
+    } else {
+      Object.assign(next, this.#ended(state));
     }
-    this.#applyState(session, state);
-    return this.#commitSession(session, 'updated');
+    return this.#commitSession(next, 'updated');
   }
 
   // Returns the agent's token along with the record: it is the agent's key to the session channel.
@@ -157,27 +195,23 @@ export class Store extends EventEmitter {
   joinSession(ref, agent) {
     const session = this.#sessionFor(ref, agent);
     if (session.state === 'ended') throw conflict('Session has ended');
-    session.agent = { id: agent.id, name: agent.name };
-    return { record: this.#commitSession(session, 'updated'), agentToken: session.agentToken };
+    const record = this.#commitSession({ ...session, agent: { id: agent.id, name: agent.name } }, 'updated');
+    return { record, agentToken: session.agentToken };
   }
 
   endSession(ref) {
     const session = this.#findSession(ref);
     if (session.state === 'ended') throw conflict('Session has already ended');
-    this.#applyState(session, 'ended');
-    return this.#commitSession(session, 'updated');
+    return this.#commitSession({ ...session, ...this.#ended() }, 'updated');
   }
 
   // New control and stream tokens for a session; the old ones stop opening anything. The
-  // agent's token is left alone: the agent asked for this and keeps its own connection.
+  // agent's token is left alone: the agent asked for this and keeps its own connection. The
+  // change is announced as `rotated`: whoever holds the old tokens must not hear the new ones.
   rotateSessionTokens(ref) {
     const session = this.#findSession(ref);
     if (session.state === 'ended') throw conflict('Session has ended');
-    this.#tokens.delete(session.controlToken);
-    this.#tokens.delete(session.streamToken);
-    session.controlToken = this.#issueToken('control', session.id);
-    session.streamToken = this.#issueToken('stream', session.id);
-    return this.#commitSession(session, 'updated');
+    return this.#commitSession({ ...session, controlToken: newToken(), streamToken: newToken() }, 'updated', { rotated: true });
   }
 
   // The state of a session by id, or undefined when there is none; cheap enough to ask on
@@ -188,29 +222,46 @@ export class Store extends EventEmitter {
 
   // ---- devices ----
 
-  // Creates or refreshes a device. custom_data left out keeps what an earlier registration gave.
-  registerDevice(id, { pushToken, pushProvider, device, customData }) {
-    let entry = this.#devices.get(id);
-    const action = entry ? 'updated' : 'created';
-    if (!entry) {
-      entry = { id, notificationToken: this.#issueToken('notification', id) };
-      this.#devices.set(id, entry);
-    }
-    entry.pushToken = pushToken;
-    entry.pushProvider = pushProvider;
-    entry.device = device;
-    if (customData !== undefined) entry.customData = customData;
-    entry.registeredAt = this.#timestamp();
-    return this.#commitDevice(entry, action);
+  // Creates or refreshes a device. The first registration of an id (or the first of a device
+  // that has none yet) issues its credential, returned once as `credential` beside the record;
+  // any later one must present it, or is refused with nothing changed and nothing told.
+  // custom_data left out keeps what an earlier registration gave.
+  registerDevice(id, { pushToken, pushProvider, device, customData }, credential) {
+    const existing = this.#devices.get(id);
+    if (existing?.credentialHash !== undefined && !this.#holds(existing, credential)) throw unauthorized(DEVICE_REFUSED);
+    const issued = existing?.credentialHash === undefined ? newToken() : undefined;
+    const next = {
+      ...(existing ?? { id, notificationToken: newToken() }),
+      pushToken,
+      pushProvider,
+      device,
+      registeredAt: this.#timestamp(),
+    };
+    if (customData !== undefined) next.customData = customData;
+    if (issued) next.credentialHash = digest(issued);
+    const record = this.#commitDevice(next, existing ? 'updated' : 'created');
+    return issued ? { ...record, credential: issued } : record;
+  }
+
+  // The device a credential belongs to ({ id }), or undefined.
+  deviceFor(credential) {
+    if (typeof credential !== 'string' || credential === '') return undefined;
+    const id = this.#credentials.get(digest(credential));
+    return id === undefined ? undefined : { id };
   }
 
   // The device's notification socket just closed: the last moment it was known to be there.
   deviceLastSeen(id) {
     const device = this.#devices.get(id);
     if (!device) return;
-    device.lastSeenAt = this.#timestamp();
-    device.revision = (device.revision ?? 0) + 1;
-    this.#state?.save('devices', device);
+    this.#commitDevice({ ...device, lastSeenAt: this.#timestamp() }, 'updated', { quiet: true });
+  }
+
+  // Whether a notification connection may open for the device: it must present the device's
+  // credential, when the device has one.
+  deviceCredentialMatches(id, credential) {
+    const device = this.#devices.get(id);
+    return device !== undefined && (device.credentialHash === undefined || this.#holds(device, credential));
   }
 
   getDevice(id) {
@@ -227,24 +278,26 @@ export class Store extends EventEmitter {
     const now = this.#timestamp();
     return [...this.#devices.values()].map((device) => {
       const reachable = isReachable(device.id);
-      const lastSeen = reachable ? now : [device.lastSeenAt, device.registeredAt].filter(Boolean).sort().at(-1);
+      const lastSeen = reachable ? now : lastSeenOf(device);
       return { ...this.#deviceRecord(device), last_seen: lastSeen, reachable };
     });
   }
 
-  removeDevice(id) {
+  // Only the device itself (its credential) removes it, or the service itself (`trusted`).
+  removeDevice(id, { credential, trusted = false } = {}) {
     const device = this.#findDevice(id);
-    this.#devices.delete(id);
-    this.#tokens.delete(device.notificationToken);
-    return this.#commitDevice(device, 'deleted');
+    if (!trusted && device.credentialHash !== undefined && !this.#holds(device, credential)) {
+      throw unauthorized(DEVICE_REFUSED);
+    }
+    this.#state?.remove('devices', id, device);
+    this.#forgetDevice(device);
+    return this.#publish('device', 'deleted', this.#deviceRecord(device));
   }
 
   // Replaces a device's notification token; the old one stops identifying anything.
   rotateNotificationToken(id) {
     const device = this.#findDevice(id);
-    this.#tokens.delete(device.notificationToken);
-    device.notificationToken = this.#issueToken('notification', id);
-    return this.#commitDevice(device, 'updated');
+    return this.#commitDevice({ ...device, notificationToken: newToken() }, 'updated');
   }
 
   // ---- tokens ----
@@ -259,6 +312,33 @@ export class Store extends EventEmitter {
       : { channel: entry.channel, sessionId: entry.id };
   }
 
+  // ---- keeping it bounded ----
+
+  // Ends sessions that waited too long (their codes are free again), forgets sessions ended long
+  // ago and devices that stopped registering. Run now and then; returns what it did.
+  sweep() {
+    const now = this.#now().getTime();
+    const { pendingExpiryMs, endedRetentionMs, deviceRetentionMs } = this.#limits;
+    const done = { expired: 0, removedSessions: 0, removedDevices: 0 };
+    for (const session of [...this.#sessions.values()]) {
+      if (session.state === 'pending' && now - Date.parse(session.createdAt) > pendingExpiryMs) {
+        this.#commitSession({ ...session, ...this.#ended() }, 'updated');
+        done.expired += 1;
+      } else if (session.state === 'ended' && now - Date.parse(session.endedAt ?? session.createdAt) > endedRetentionMs) {
+        this.#state?.remove('sessions', session.id, session);
+        this.#forgetSession(session);
+        done.removedSessions += 1;
+      }
+    }
+    for (const device of [...this.#devices.values()]) {
+      if (now - Date.parse(lastSeenOf(device)) > deviceRetentionMs) {
+        this.removeDevice(device.id, { trusted: true });
+        done.removedDevices += 1;
+      }
+    }
+    return done;
+  }
+
   // ---- internals ----
 
   #restore({ sessions, devices, agents, logins }) {
@@ -267,60 +347,66 @@ export class Store extends EventEmitter {
     for (const device of devices) this.#adoptDevice(device);
   }
 
-  // Takes in a session as another instance (or the state file) has it, replacing any copy of it
-  // here together with the tokens and code that copy held.
+  // Takes in a session as written (here, by another instance or in the state file), replacing any
+  // copy of it here together with the tokens and code that copy held.
   #adoptSession(session) {
     const old = this.#sessions.get(session.id);
     if (isOlder(session, old)) return;
-    if (old) {
-      for (const channel of SESSION_CHANNELS) this.#tokens.delete(old[`${channel}Token`]);
-      if (old.code !== session.code) this.#codes.release(old.code);
-    }
+    if (old) this.#forgetSession(old);
     this.#sessions.set(session.id, session);
     this.#codes.restore(session.code, session.id, session.state !== 'ended');
-    if (session.state === 'ended') this.#codes.release(session.code);
     for (const channel of SESSION_CHANNELS) this.#tokens.set(session[`${channel}Token`], { channel, id: session.id });
+  }
+
+  #forgetSession(session) {
+    this.#sessions.delete(session.id);
+    for (const channel of SESSION_CHANNELS) this.#tokens.delete(session[`${channel}Token`]);
+    this.#codes.forget(session.code, session.id);
   }
 
   #adoptDevice(device) {
     const old = this.#devices.get(device.id);
     if (isOlder(device, old)) return;
-    if (old) this.#tokens.delete(old.notificationToken);
+    if (old) this.#forgetDevice(old);
     this.#devices.set(device.id, device);
     this.#tokens.set(device.notificationToken, { channel: 'notification', id: device.id });
+    if (device.credentialHash !== undefined) this.#credentials.set(device.credentialHash, device.id);
   }
 
-  #knows(table, id) {
-    if (table === 'sessions') return this.#sessions.has(id);
-    if (table === 'devices') return this.#devices.has(id);
-    return this.agents.knows(table, id);
+  #forgetDevice(device) {
+    this.#devices.delete(device.id);
+    this.#tokens.delete(device.notificationToken);
+    if (device.credentialHash !== undefined) this.#credentials.delete(device.credentialHash);
   }
 
   // A change another instance made. Its sockets were told already (the socket.io adapter reaches
   // every instance's sockets), so it is announced here only as 'remote-change', for
-  // bookkeeping, and not at all while catching up.
+  // bookkeeping, and not at all for records read on demand.
   #applyRemote(table, action, value, { quiet = false } = {}) {
     if (table === 'agents' || table === 'logins') {
       this.agents.applyRemote(table, action, value);
       return;
     }
-    if (table === 'sessions' && action === 'save') {
+    const records = table === 'sessions' ? this.#sessions : this.#devices;
+    if (action === 'remove') {
+      const known = records.get(value);
+      if (known && table === 'sessions') this.#forgetSession(known);
+      else if (known) this.#forgetDevice(known);
+      return;
+    }
+    if (table === 'sessions') {
       this.#adoptSession(value);
       if (!quiet) this.emit('remote-change', { kind: 'session', record: this.#sessionRecord(value) });
-    } else if (table === 'devices' && action === 'save') {
+    } else if (table === 'devices') {
       this.#adoptDevice(value);
-    } else if (table === 'devices' && action === 'remove') {
-      const device = this.#devices.get(value);
-      if (!device) return;
-      this.#devices.delete(value);
-      this.#tokens.delete(device.notificationToken);
     }
   }
 
-  #findSession(ref) {
+  #findSession(ref, device) {
     const id = isSessionCode(ref) ? this.#codes.sessionIdFor(ref) : ref;
     const session = id === undefined ? undefined : this.#sessions.get(id);
     if (!session) throw notFound('Session not found');
+    if (device !== undefined && (session.ownerDeviceId ?? session.deviceId) !== device.id) throw notFound('Session not found');
     return session;
   }
 
@@ -338,18 +424,12 @@ export class Store extends EventEmitter {
     return device;
   }
 
-  #applyState(session, state) {
-    session.state = state;
-    if (state === 'ended') {
-      session.endedAt = this.#timestamp();
-      this.#codes.release(session.code);
-    }
+  #holds(device, credential) {
+    return typeof credential === 'string' && credential !== '' && digest(credential) === device.credentialHash;
   }
 
-  #issueToken(channel, id) {
-    const token = newToken();
-    this.#tokens.set(token, { channel, id });
-    return token;
+  #ended() {
+    return { state: 'ended', endedAt: this.#timestamp() };
   }
 
   #timestamp() {
@@ -364,22 +444,27 @@ export class Store extends EventEmitter {
     return deviceRecord(device, this.#baseUrl(), this.#nextRegistration);
   }
 
-  #commitSession(session, action) {
-    session.revision = (session.revision ?? 0) + 1;
-    this.#state?.save('sessions', session);
-    return this.#publish('session', action, this.#sessionRecord(session));
+  // Written first: a write that fails throws before anything here has changed.
+  #commitSession(next, action, { rotated = false } = {}) {
+    const previous = this.#sessions.get(next.id);
+    const session = { ...next, revision: (previous?.revision ?? 0) + 1 };
+    this.#state?.save('sessions', session, previous);
+    this.#adoptSession(session);
+    return this.#publish('session', action, this.#sessionRecord(session), rotated ? { rotated } : {});
   }
 
-  #commitDevice(device, action) {
-    device.revision = (device.revision ?? 0) + 1;
-    if (action === 'deleted') this.#state?.remove('devices', device.id);
-    else this.#state?.save('devices', device);
-    return this.#publish('device', action, this.#deviceRecord(device));
+  #commitDevice(next, action, { quiet = false } = {}) {
+    const previous = this.#devices.get(next.id);
+    const device = { ...next, revision: (previous?.revision ?? 0) + 1 };
+    this.#state?.save('devices', device, previous);
+    this.#adoptDevice(device);
+    const record = this.#deviceRecord(device);
+    return quiet ? record : this.#publish('device', action, record);
   }
 
-  #publish(kind, action, record) {
+  #publish(kind, action, record, extra = {}) {
     try {
-      this.emit('change', { kind, action, record });
+      this.emit('change', { kind, action, record, ...extra });
     } catch (err) {
       // The change already happened; a failing listener must not turn it into an error answer.
       this.#onListenerError(err);
@@ -392,4 +477,8 @@ export class Store extends EventEmitter {
 // revision, and an older copy than the one at hand is not taken.
 function isOlder(incoming, current) {
   return current !== undefined && (incoming.revision ?? 0) < (current.revision ?? 0);
+}
+
+function lastSeenOf(device) {
+  return [device.lastSeenAt, device.registeredAt].filter(Boolean).sort().at(-1);
 }

@@ -1,6 +1,6 @@
-import { randomBytes, randomInt } from 'node:crypto';
+import { createHash, randomBytes, randomInt } from 'node:crypto';
 
-// Bearer tokens for the socket channels: 32 random bytes, hex encoded.
+// Bearer tokens and device credentials: 32 random bytes, hex encoded.
 export function newToken() {
   return randomBytes(32).toString('hex');
 }
@@ -13,4 +13,16 @@ export function newId() {
 // A six-digit code a person can read out over the phone; zero padded.
 export function newSessionCode() {
   return String(randomInt(0, 1_000_000)).padStart(6, '0');
+}
+
+// What is kept of a secret (sign-in cookies, device credentials): the data alone opens nothing.
+export function digest(secret) {
+  return createHash('sha256').update(secret).digest('hex');
+}
+
+const BEARER = /^Bearer[ \t]+([^\s]+)[ \t]*$/i;
+
+// The token of an "Authorization: Bearer <token>" header, or undefined.
+export function bearerValue(header) {
+  return typeof header === 'string' ? BEARER.exec(header)?.[1] : undefined;
 }

@@ -6,9 +6,11 @@ import { eventually } from './start-service.js';
 const inboxes = new WeakMap();
 
 // Connects the way the device SDK does (bearer header, websocket only) when `header` is given,
-// or the way the console does (handshake auth) with `auth`. Resolves once connected; rejects
-// with the server's refusal. Reconnection is off so a dropped transport stays visible.
-export function openSocket(baseUrl, { header, auth, headers = {} } = {}) {
+// or the way the console does (handshake auth) with `auth`; a device's notification connection
+// also presents its `credential`. Resolves once connected; rejects with the server's refusal.
+// Reconnection is off so a dropped transport stays visible.
+export function openSocket(baseUrl, { header, auth, credential, headers: given = {} } = {}) {
+  const headers = credential === undefined ? given : { 'X-HalvoraDeviceCredential': credential, ...given };
   const socket = io(baseUrl, {
     path: '/sockets/1/events',
     transports: ['websocket'],

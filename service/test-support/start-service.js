@@ -1,14 +1,17 @@
 import assert from 'node:assert/strict';
+import { randomUUID } from 'node:crypto';
 import { UNUSABLE_HASH } from '../src/agents/passwords.js';
 import { createService } from '../src/app.js';
 import { SIGN_IN_COOKIE } from '../src/routes/sign-in-routes.js';
 
 // Starts a service on a free loopback port for one test file; `api` speaks JSON to it, as the
-// signed-in agent "Dana" unless told `{ cookie }` (null for none). `signedIn(name)` signs in
-// another agent and gives its cookie.
+// signed-in agent "Dana" unless told `{ cookie }` (null for none), and on the device API as the
+// registered device `ctx.device` unless told `{ device }` (a device from `registerDevice`, or null
+// for none). `signedIn(name)` signs in another agent and gives its cookie. The device API is not
+// rate-limited unless `deviceRateLimit` says so: every test client shares one address.
 export async function startService(options = {}) {
   const logLines = [];
-  const service = createService({ log: (line) => logLines.push(line), logRequests: false, ...options });
+  const service = createService({ log: (line) => logLines.push(line), logRequests: false, deviceRateLimit: 0, ...options });
   const baseUrl = await service.listen(0);
   const signedIn = (name) => {
     const accounts = service.store.agents;
@@ -17,17 +20,30 @@ export async function startService(options = {}) {
   };
   const agentCookie = signedIn('Dana');
 
-  async function api(method, path, body, { raw, cookie = agentCookie, headers = {} } = {}) {
+  let defaultDevice;
+  async function api(method, path, body, { raw, cookie = agentCookie, headers = {}, device = defaultDevice } = {}) {
     const init = { method, headers: { ...headers }, body: raw ?? (body === undefined ? undefined : JSON.stringify(body)) };
     if (cookie) init.headers.Cookie = cookie;
+    if (device && isDevicePath(path)) init.headers.Authorization ??= `Bearer ${device.credential}`;
     if (init.body !== undefined || method === 'POST') init.headers['Content-Type'] = 'application/json; charset=utf-8';
     const response = await fetch(`${baseUrl}${path}`, init);
     const text = await response.text();
     return { status: response.status, headers: response.headers, body: text ? JSON.parse(text) : undefined };
   }
 
-  return { service, baseUrl, api, signedIn, logLines, close: () => service.close() };
+  // A new device (or `id`): { id, credential, record }.
+  async function registerDevice(id = `TEST-${randomUUID()}`, registration = {}) {
+    const { status, body } = await api('PUT', `/api/1/devices/${id}`, { push_token: '', push_provider: 'none', device: {}, ...registration }, { device: null });
+    assert.equal(status, 200, JSON.stringify(body));
+    const { credential, ...record } = body;
+    return { id, credential, record };
+  }
+  defaultDevice = await registerDevice();
+
+  return { service, baseUrl, api, signedIn, registerDevice, device: defaultDevice, logLines, close: () => service.close() };
 }
+
+const isDevicePath = (path) => path.startsWith('/api/1/sessions') || path.startsWith('/api/1/devices');
 
 // Checks an error answer: its status, and a message equal to a string or matching a pattern.
 export async function expectError(answer, status, message) {

@@ -6,7 +6,7 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { test } from 'node:test';
 import { fileURLToPath } from 'node:url';
-import { LOCK_AFTER, SignInThrottle, SLOW_AFTER, WINDOW_MS } from '../src/agents/sign-in-throttle.js';
+import { LOCK_AFTER, SignInThrottle, SLOW_AFTER, SLOW_DELAY_MS, WINDOW_MS } from '../src/agents/sign-in-throttle.js';
 import { createService } from '../src/app.js';
 import { parseCliOptions } from '../src/cli-options.js';
 import { startService } from '../test-support/start-service.js';
@@ -113,8 +113,9 @@ test('repeated failures slow sign-in down and then refuse it for a while, even w
   await manage(dir, ['add-agent'], 'Dana\ncorrect horse\n');
   const ctx = await serve(t, dir, { signInThrottle: throttle });
   for (let i = 0; i < LOCK_AFTER; i += 1) {
-    if (i === SLOW_AFTER) assert.equal(throttle.check('127.0.0.1', 'dana').wait > 0, true, 'slowed');
+    const started = Date.now();
     assert.equal((await signIn(ctx, 'Dana', `guess ${i}`)).status, 401);
+    if (i === SLOW_AFTER) assert.ok(Date.now() - started >= SLOW_DELAY_MS, 'slowed');
   }
   const locked = await signIn(ctx, 'Dana', 'correct horse');
   assert.equal(locked.status, 429);

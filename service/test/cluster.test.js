@@ -3,6 +3,7 @@ import { spawn } from 'node:child_process';
 import { once } from 'node:events';
 import { fileURLToPath } from 'node:url';
 import { after, test } from 'node:test';
+import { createClient } from 'redis';
 import { startRedis } from '../test-support/redis-server.js';
 import { nth, openSocket, received } from '../test-support/socket-client.js';
 import { eventually, startService } from '../test-support/start-service.js';
@@ -29,8 +30,8 @@ test('a device on one instance and an agent on another share sessions, sign-ins 
   const dana = { cookie: a.signedIn('Eli') };
   assert.equal((await b.api('GET', '/api/1/agent/devices', undefined, dana)).status, 200);
 
-  const device = (await a.api('PUT', '/api/1/devices/C1', { push_token: '', push_provider: 'none', device: { model: 'm' } })).body;
-  const notification = await connect(a, { header: device.notification_token });
+  const device = await a.registerDevice('C1', { device: { model: 'm' } });
+  const notification = await connect(a, { header: device.record.notification_token, credential: device.credential });
   const listed = await eventually(async () => {
     const { devices } = (await b.api('GET', '/api/1/agent/devices', undefined, dana)).body;
     const found = devices.find(({ id }) => id === 'C1');
@@ -42,11 +43,11 @@ test('a device on one instance and an agent on another share sessions, sign-ins 
   const started = (await b.api('POST', '/api/1/agent/devices/C1/sessions', undefined, dana)).body;
   assert.equal((await nth(notification, 'notification', 1))['halvora-code'], started.code);
 
-  const fetched = await a.api('GET', `/api/1/sessions/${started.code}`);
+  const fetched = await a.api('GET', `/api/1/sessions/${started.code}`, undefined, { device });
   assert.equal(fetched.status, 200, 'the code B handed out is known to A');
   const control = await connect(a, { header: fetched.body.control_token });
   const stream = await connect(a, { header: fetched.body.stream_token });
-  await a.api('PUT', `/api/1/sessions/${started.id}`, { state: 'active' });
+  await a.api('PUT', `/api/1/sessions/${started.id}`, { state: 'active' }, { device });
   const joined = (await b.api('POST', `/api/1/agent/sessions/${started.id}/join`, undefined, dana)).body;
   assert.equal(joined.state, 'active');
   const agent = await connect(b, { auth: joined.agent_token });
@@ -76,10 +77,28 @@ test('a new instance reads every session back from Redis, and a fresh session is
   assert.ok(before.length > 0);
   const seen = c.service.store.listSessions().map(({ id }) => id);
   for (const id of before) assert.ok(seen.includes(id), id);
-  // Made on A and asked for on C in the same breath: C catches up instead of saying "not found".
-  const made = (await a.api('POST', '/api/1/sessions')).body;
-  assert.equal((await c.api('GET', `/api/1/sessions/${made.code}`)).body.id, made.id);
+  // Made on A and asked for on C in the same breath: C reads it instead of saying "not found",
+  // and every lookup that misses reads only what it names, never the whole state.
+  const reads = await redisReads();
+  const device = await a.registerDevice();
+  const made = (await a.api('POST', '/api/1/sessions', undefined, { device })).body;
+  assert.equal((await c.api('GET', `/api/1/sessions/${made.code}`, undefined, { device })).body.id, made.id);
+  for (let i = 0; i < 20; i += 1) {
+    await assert.rejects(openSocket(c.baseUrl, { header: `unknown-${i}` }), /Unauthorized/);
+    assert.equal((await c.api('GET', `/api/1/sessions/unknown-${i}`, undefined, { device })).status, 404);
+    assert.equal((await c.api('GET', '/api/1/agent/me', undefined, { cookie: `halvora_agent=unknown-${i}` })).status, 401);
+  }
+  assert.equal(await redisReads(), reads, 'HGETALL calls');
 });
+
+// How many times Redis was asked for a whole hash.
+async function redisReads() {
+  const client = createClient({ url: redis.url });
+  await client.connect();
+  const stats = await client.info('commandstats');
+  await client.destroy();
+  return Number(/cmdstat_hgetall:calls=(\d+)/.exec(stats)?.[1] ?? 0);
+}
 
 test('an account added to Redis by the service command signs in on every instance', async () => {
   const child = spawn(process.execPath, [fileURLToPath(new URL('../src/manage.js', import.meta.url)), 'add-agent', '--redis', redis.url],

@@ -1,4 +1,5 @@
 import assert from 'node:assert/strict';
+import { readdirSync, statSync } from 'node:fs';
 import { mkdtemp, rm, writeFile } from 'node:fs/promises';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
@@ -30,7 +31,7 @@ test('a restart keeps devices, sessions in every state, their tokens and their c
   const { store } = first;
   store.registerDevice('D1', { pushToken: 'p', pushProvider: 'none', device: { model: 'M' }, customData: { a: 1 } });
   store.registerDevice('D2', { pushToken: '', pushProvider: 'none', device: {} });
-  store.removeDevice('D2');
+  store.removeDevice('D2', { trusted: true });
   const active = store.startSessionForDevice('D1');
   store.joinSession(active.id, { id: 'agent-7', name: 'Dana' });
   store.changeSessionState(active.id, { state: 'active', device: { name: 'phone' }, customData: { b: 2 } });
@@ -38,6 +39,9 @@ test('a restart keeps devices, sessions in every state, their tokens and their c
   const ended = store.createSession();
   store.endSession(ended.id);
   const pending = store.createSession();
+  // Its tokens are its owner's alone.
+  assert.equal(statSync(dir).mode & 0o777, 0o700);
+  for (const file of readdirSync(dir)) assert.equal(statSync(join(dir, file)).mode & 0o777, 0o600, file);
   const oldStreamToken = active.stream_token;
   const before = { sessions: store.listSessions(), devices: store.listDevices() };
   await first.service.close();
@@ -88,6 +92,12 @@ test('a data file of the first schema is brought up to date and keeps its record
   t.after(() => service.close());
   assert.deepEqual(store.listDevices().map((device) => device.id), ['D1']);
   assert.equal(store.agents.add('Dana', 'hash').name, 'Dana');
+  // A device from before credentials gets one at its next registration, and needs it from then on.
+  const registration = { pushToken: '', pushProvider: 'none', device: {} };
+  const { credential } = store.registerDevice('D1', registration);
+  assert.match(credential, /^[0-9a-f]{64}$/);
+  assert.throws(() => store.registerDevice('D1', registration), /Device credential refused/);
+  assert.equal(store.registerDevice('D1', registration, credential).credential, undefined);
 });
 
 test('the command line keeps state in ./halvora-data unless given a directory or told to keep it in memory', () => {

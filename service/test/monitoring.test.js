@@ -28,13 +28,12 @@ test('every answer carries the security headers, with a policy that allows only 
 test('health answers ok, and the metrics count sessions, reachable devices and relayed frames', async () => {
   assert.deepEqual((await ctx.api('GET', '/healthz')).body, { status: 'ok' });
 
-  const device = (await ctx.api('PUT', '/api/1/devices/M1', { push_token: '', push_provider: 'none', device: {} })).body;
-  await connect({ header: device.notification_token });
+  await connect({ header: ctx.device.record.notification_token, credential: ctx.device.credential });
   const live = (await ctx.api('POST', '/api/1/sessions')).body;
-  await ctx.api('PUT', `/api/1/sessions/${live.id}`, { state: 'active' });
   const ended = (await ctx.api('POST', '/api/1/sessions')).body;
   await ctx.api('POST', `/api/1/agent/sessions/${ended.id}/end`);
   const { agent_token: agentToken } = (await ctx.api('POST', `/api/1/agent/sessions/${live.id}/join`)).body;
+  await ctx.api('PUT', `/api/1/sessions/${live.id}`, { state: 'active' });
   const agent = await connect({ auth: agentToken });
   const stream = await connect({ header: live.stream_token });
   for (const id of [1, 2]) stream.emit('frame', { type: 'Frame', id, image: Buffer.alloc(1000 * id), mime_type: 'image/jpeg' });

@@ -8,11 +8,17 @@ after(() => ctx.close());
 
 const HEX_64 = /^[0-9a-f]{64}$/;
 const newSession = async () => (await ctx.api('POST', '/api/1/sessions')).body;
+// A session the agent has joined, so that its device may start it.
+const joinedSession = async () => {
+  const session = await newSession();
+  await agentPost(session.id, 'join');
+  return session;
+};
 const put = (session, body) => ctx.api('PUT', `/api/1/sessions/${session.id}`, body);
 const get = async (ref) => (await ctx.api('GET', `/api/1/sessions/${ref}`)).body;
 const agentPost = (ref, action, body) => ctx.api('POST', `/api/1/agent/sessions/${ref}/${action}`, body);
 
-test('a new session is pending, carries its channel URLs and tokens, and is found by id and by code', async () => {
+test('a new session is pending, carries its channel URLs and tokens, and is found by id and by code by its device', async () => {
   const { status, body } = await ctx.api('POST', '/api/1/sessions');
   assert.equal(status, 201);
   assert.deepEqual(Object.keys(body), [
@@ -36,7 +42,7 @@ test('a new session is pending, carries its channel URLs and tokens, and is foun
 });
 
 test('activating stores device and custom_data, ending stamps ended_at', async () => {
-  const created = await newSession();
+  const created = await joinedSession();
   const device = { name: 'Test phone', os: 'linux' };
   const active = await ctx.api('PUT', `/api/1/sessions/${created.code}`, { state: 'active', device, custom_data: { ticket: 42 } });
   assert.equal(active.status, 200);
@@ -48,7 +54,7 @@ test('activating stores device and custom_data, ending stamps ended_at', async (
   const ended = await put(created, { state: 'ended' });
   assert.equal(ended.status, 200);
   assert.equal(ended.body.state, 'ended');
-  assert.deepEqual(Object.keys(ended.body).slice(-3), ['device', 'custom_data', 'ended_at']);
+  assert.deepEqual(Object.keys(ended.body).slice(-4), ['agent', 'device', 'custom_data', 'ended_at']);
   assert.ok(ended.body.ended_at >= ended.body.created_at);
   assert.deepEqual(await get(created.id), ended.body);
 });
@@ -56,7 +62,7 @@ test('activating stores device and custom_data, ending stamps ended_at', async (
 test('a session only moves forward; a refused change changes nothing', async () => {
   const forbidden = [['pending', 'pending'], ['active', 'active'], ['active', 'pending'], ['ended', 'ended'], ['ended', 'active'], ['ended', 'pending']];
   for (const [from, to] of forbidden) {
-    const session = await newSession();
+    const session = await joinedSession();
     // A pending session may end without ever being active.
     if (from !== 'pending') assert.equal((await put(session, { state: from })).status, 200);
     await expectError(put(session, { state: to }), 400, `Cannot change session state from ${from} to ${to}`);
@@ -122,7 +128,7 @@ test('nothing on the agent API without a sign-in, and another agent\'s session s
   assert.equal((await ctx.api('POST', `/api/1/agent/sessions/${waiting.code}/join`, undefined, eve)).status, 200);
   await expectError(agentPost(waiting.id, 'join'), 403, 'This session belongs to another agent');
   assert.ok(!(await listed()).includes(waiting.id));
-  assert.equal((await get(started.id)).state, 'pending', 'the refused calls changed nothing');
+  assert.equal((await ctx.api('GET', `/api/1/agent/sessions/${started.id}`)).body.state, 'pending', 'the refused calls changed nothing');
 });
 
 test('a code is not reused while its session is live, and then names the newest session', () => {

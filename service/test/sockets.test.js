@@ -10,9 +10,8 @@ const connect = socketsFor(ctx);
 const post = async (path) => (await ctx.api('POST', path)).body;
 const newSession = () => post('/api/1/sessions');
 const join = (session) => post(`/api/1/agent/sessions/${session.id}/join`);
+const activate = (session) => ctx.api('PUT', `/api/1/sessions/${session.id}`, { state: 'active' });
 const end = (session) => post(`/api/1/agent/sessions/${session.id}/end`);
-const register = async (id) =>
-  (await ctx.api('PUT', `/api/1/devices/${id}`, { push_token: '', push_provider: 'none', device: {} })).body;
 const socketCounts = async (path) => (await ctx.api('GET', `/api/1/agent/${path}/sockets`)).body;
 const refused = (token, message = 'Unauthorized') => assert.rejects(connect({ header: token }), { message });
 
@@ -24,7 +23,7 @@ test('a device control socket authenticates by header and hears every change to 
   const joined = await join(session);
   assert.deepEqual((await nth(control, 'session', 2)).agent, joined.agent);
   assert.deepEqual(await socketCounts(`sessions/${session.code}`), { control: 1, stream: 0, agent: 0 });
-  await ctx.api('PUT', `/api/1/sessions/${session.id}`, { state: 'active' });
+  await activate(session);
   assert.equal((await nth(control, 'session', 3)).state, 'active');
   await expectError(ctx.api('PUT', `/api/1/sessions/${session.id}`, { state: 'active' }), 400, /Cannot change/);
   await end(session);
@@ -53,10 +52,15 @@ test('unknown, missing and ended-session tokens are refused, and tokens never re
   }
 });
 
-test('agent events reach the stream socket only when well formed; probe and alive round trip', async () => {
+test('agent input reaches the stream socket only while the session is active and when well formed; probe and alive round trip', async () => {
   const session = await newSession();
   const stream = await connect({ header: session.stream_token });
   const agent = await connect({ auth: (await join(session)).agent_token });
+  // Joined but not yet let in by the user: the agent's input goes nowhere, nor do pictures.
+  for (const event of ['touch', 'keypress', 'url', 'laser', 'drawing']) agent.emit(event, { x: 0.5 });
+  stream.emit('frame', { id: 1 });
+  await eventually(() => assert.equal(ctx.logLines.filter((l) => l.includes(`session=${session.id}`) && l.includes('is not active')).length, 6));
+  await activate(session);
   let deep = {};
   for (let i = 0; i < 200; i++) deep = { inner: deep };
   for (const bad of ['text', [1, 2], deep]) agent.emit('laser', bad);
@@ -78,6 +82,7 @@ test('agent events reach the stream socket only when well formed; probe and aliv
 test('frames reach the agent as binary; a late agent gets the latest screen and frame', async () => {
   const session = await newSession();
   const agentToken = (await join(session)).agent_token;
+  await activate(session);
   const stream = await connect({ header: session.stream_token });
   const early = await connect({ auth: agentToken });
   const image = Buffer.from(Array.from({ length: 30_000 }, (_, i) => i % 251));
@@ -102,7 +107,7 @@ test('frames reach the agent as binary; a late agent gets the latest screen and 
   assert.deepEqual(await nth(late, 'screen', 1), { width: 1080, height: 1920 });
   assert.ok((await nth(late, 'frame', 1)).image.equals(image));
   assert.equal(received(late, 'frame').length, 1);
-  assert.deepEqual((await ctx.api('GET', `/api/1/agent/sessions/${session.id}/frames`)).body, { ids: [1, 2, 4, 2] });
+  assert.deepEqual((await ctx.api('GET', `/api/1/agent/sessions/${session.id}/frames`)).body, { count: 4, first_id: 1, last_id: 2, gaps: 2 });
   // Asked when it connected and when the early agent had nothing to see; the late agent got the replay.
   assert.equal(received(stream, 'sync').length, 2);
 
@@ -114,8 +119,11 @@ test('frames reach the agent as binary; a late agent gets the latest screen and 
 test('an agent starts a session for a registered device, which hears of it; deleting the device cuts it off', async () => {
   const id = 'C0FFEE00-0000-4000-8000-000000000001';
   await expectError(ctx.api('POST', `/api/1/agent/devices/${id}/sessions`), 404, 'Device not found');
-  const { notification_token: token } = await register(id);
-  const socket = await connect({ header: token });
+  const device = await ctx.registerDevice(id);
+  const token = device.record.notification_token;
+  // The token alone does not open it: the device's credential goes with it.
+  await refused(token);
+  const socket = await connect({ header: token, credential: device.credential });
   const started = await ctx.api('POST', `/api/1/agent/devices/${id}/sessions`);
   assert.equal(started.status, 201);
   assert.equal(started.body.device_id, id);
@@ -123,20 +131,23 @@ test('an agent starts a session for a registered device, which hears of it; dele
   assert.deepEqual(await nth(socket, 'notification', 1), { 'halvora-notification': true, 'halvora-code': started.body.code });
   assert.deepEqual(await socketCounts(`devices/${id}`), { notification: 1 });
 
-  await ctx.api('DELETE', `/api/1/devices/${id}`);
+  await ctx.api('DELETE', `/api/1/devices/${id}`, undefined, { device });
   assert.equal(await nth(socket, 'disconnect', 1), 'io server disconnect');
-  await refused(token);
+  await assert.rejects(connect({ header: token, credential: device.credential }), { message: 'Unauthorized' });
 });
 
-test('rotating session tokens drops the device transports and only the new tokens open', async () => {
+test('rotating session tokens drops the device transports, tells whoever held them nothing, and only the new tokens open', async () => {
   const session = await newSession();
   const control = await connect({ header: session.control_token });
   const stream = await connect({ header: session.stream_token });
-  const rotated = await post(`/api/1/agent/sessions/${session.code}/rotate-tokens`);
-  assert.notEqual(rotated.stream_token, session.stream_token);
-  // A transport close, not a namespace disconnect, so the device's client reconnects by itself.
+  const answer = await post(`/api/1/agent/sessions/${session.code}/rotate-tokens`);
+  assert.equal(answer.stream_token, undefined, 'the agent never sees the device\'s tokens');
+  // A transport close, not a namespace disconnect, so the device's client reconnects by itself,
+  // and fetches the new tokens with its credential.
   assert.deepEqual([await nth(control, 'disconnect', 1), await nth(stream, 'disconnect', 1)], ['transport close', 'transport close']);
-  assert.equal(received(control, 'session').at(-1).control_token, rotated.control_token);
+  const rotated = (await ctx.api('GET', `/api/1/sessions/${session.id}`)).body;
+  assert.notEqual(rotated.stream_token, session.stream_token);
+  assert.ok(received(control, 'session').every(({ control_token: token }) => token === session.control_token));
 
   await refused(session.stream_token);
   await connect({ header: rotated.stream_token });
@@ -144,11 +155,12 @@ test('rotating session tokens drops the device transports and only the new token
 });
 
 test('rotating a notification token drops the device transport and only the new token opens', async () => {
-  const device = await register('dev-rotate-1');
-  const socket = await connect({ header: device.notification_token });
-  const rotated = await post(`/api/1/agent/devices/${device.id}/rotate-token`);
+  const { id, credential, record } = await ctx.registerDevice('dev-rotate-1');
+  const socket = await connect({ header: record.notification_token, credential });
+  assert.equal((await post(`/api/1/agent/devices/${id}/rotate-token`)).notification_token, undefined);
   assert.equal(await nth(socket, 'disconnect', 1), 'transport close');
-  await refused(device.notification_token);
-  await connect({ header: rotated.notification_token });
-  assert.equal((await register(device.id)).notification_token, rotated.notification_token);
+  await assert.rejects(connect({ header: record.notification_token, credential }), { message: 'Unauthorized' });
+  const { notification_token: rotated } = (await ctx.api('PUT', `/api/1/devices/${id}`, { push_token: '', push_provider: 'none', device: {} }, { device: { credential } })).body;
+  assert.notEqual(rotated, record.notification_token);
+  await connect({ header: rotated, credential });
 });

@@ -5,8 +5,9 @@
 //                  shop's own controls; a stroke drawn in the console shows in the shop's window
 //                  where it was drawn and goes again with "Clear drawing"; the shop is asked to
 //                  open a web address; end the session.
-//   user-started   the shop's played user asks for help and reads out the code; join by that code,
-//                  wait for the user's approval, see the screen, end the session.
+//   user-started   the shop's played user asks for help and reads out the code; a link to the
+//                  session asks before joining it; join by the code, wait for the user's approval,
+//                  see the screen, end the session.
 // A screenshot of the console is kept for each step.
 //   node console_e2e.mjs URL_FILE HALVORA_DEMO_SHOP [SCREENS_DIR]
 // URL_FILE holds the service's base URL and URL_FILE.agent the demo agent's {"name", "password"}
@@ -235,7 +236,15 @@ console.log(`agent-started: signed in, found the shop, operated it, drew on it (
 // after a minute: the agent ends it first.
 launchShop(['--play-user', '60', '--screenshots', join(data, 'user')]);
 const [, first, second] = await until('the code read out', () => output.match(/^user: reads the code (\d{3})-(\d{3}) /m));
-await page.getByRole('link', { name: /Devices/ }).click();
+// A link to the session (from anyone: a chat, a ticket) asks before it joins, and joins nothing
+// by being opened.
+const agentApi = (path) => page.evaluate(async (target) => (await fetch(target)).json(), path);
+const linked = (await agentApi('/api/1/agent/sessions')).sessions.find((s) => s.code === `${first}${second}`);
+await page.goto(`${serviceUrl}/console/#session/${linked.id}`);
+await until('the question before joining', async () => page.getByRole('heading', { name: 'Open this session?' }).isVisible());
+await shot('link-asks');
+if ((await agentApi(`/api/1/agent/sessions/${linked.id}`)).agent) await fail('opening the link joined the session');
+await page.getByRole('button', { name: 'Back to devices' }).click();
 // Every state the session view shows, to see that it waited for the user's approval.
 await page.evaluate(() => {
   const badge = document.getElementById('session-state');

@@ -164,7 +164,9 @@ TEST_F(FacadeTest, WithoutACredentialSessionRequestsWaitForARegistrationAnswered
     answerAll();
 
     halvora.stop();
-    halvora.start();  // with the credential stored, nothing waits for the registration in flight
+    EXPECT_FALSE(store->get(kDeviceCredentialKey));  // a removed device's credential opens nothing
+    store->set(kDeviceCredentialKey, "k3y");
+    halvora.start();  // with a credential stored, nothing waits for the registration in flight
     halvora.getSession("123456", count);
     EXPECT_EQ(http->lastSent().method, "GET");
     answerAll();

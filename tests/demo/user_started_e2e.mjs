@@ -66,6 +66,17 @@ const session = await until(`the session ${code}`, async () =>
 if (session.state !== 'pending') fail(`the session was ${session.state} before anyone approved it`);
 const joined = await api('POST', `/api/1/agent/sessions/${session.id}/join`);
 agent = io(serviceUrl, { path: '/sockets/1/events', auth: { token: joined.agent_token }, transports: ['websocket'] });
+// Joined but not yet approved, the agent taps all over the approval screen (its approve and
+// decline buttons among the rest): nothing may come of it, it is the user's to answer.
+agent.on('connect', () => {
+  for (let row = 0; row < 12; row += 1) {
+    for (let column = 0; column < 6; column += 1) {
+      const point = { type: 'Touch', id: `sweep-${row}-${column}`, x: (column + 0.5) / 6, y: (row + 0.5) / 12 };
+      agent.emit('touch', { ...point, state: 'touchstart' });
+      agent.emit('touch', { ...point, state: 'touchend' });
+    }
+  }
+});
 // A frame that arrived before a state request that was sent later and answered "pending" came
 // before the approval (states only move forward), whatever the timing of the two connections.
 const frameTimes = [];
@@ -91,8 +102,10 @@ agent.close();
 stop();
 console.log(`user-started: code ${code}, approved, ${frames} frames, ended from the banner`);
 
-// 2. A session link on the command line joins the session it names.
-const waiting = await api('POST', '/api/1/sessions');
+// 2. A session link on the command line joins the session it names: the agent started one for
+// this device while the shop was not running, and the link launches it.
+const deviceId = output.match(/device ([0-9A-F-]{36})/)?.[1] ?? fail(`no device id in the shop's output`);
+const waiting = await api('POST', `/api/1/agent/devices/${deviceId}/sessions`);
 launch([`halvora://link.halvora.io/session/${waiting.code}`]);
 await until('the linked session to turn active', async () => (await sessionState(waiting.id)) === 'active');
 stop();

@@ -153,6 +153,7 @@ TEST_F(RegistrationTest, DeregisterCancelsTheTimerDropsDataAndRecordAtOnce) {
     answerRegistration();
     ASSERT_TRUE(dev->resource());
     std::string id = dev->id();
+    store->set(kDeviceCredentialKey, std::string(64, 'c'));
 
     // Deregistering at the service runs in tests/cli/doctor_test.sh.
     dev->deregister(nullptr);
@@ -160,6 +161,9 @@ TEST_F(RegistrationTest, DeregisterCancelsTheTimerDropsDataAndRecordAtOnce) {
     EXPECT_FALSE(dev->customData());
     EXPECT_FALSE(dev->hasPendingRegistration());
     EXPECT_EQ(http->lastSent().method, "DELETE");
+    // The removal is the device's own to ask for; after it the credential opens nothing.
+    EXPECT_EQ(http->lastSent().headers.back(), (std::pair<std::string, std::string>{"Authorization", "Bearer " + std::string(64, 'c')}));
+    EXPECT_FALSE(store->get(kDeviceCredentialKey));
     http->respondJson(404, R"({"message":"Device not found"})");
     runPending();
 

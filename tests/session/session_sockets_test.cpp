@@ -122,13 +122,18 @@ TEST_F(SessionSocketsTest, ErrorsInARowBackOffLogOnceAndAConnectResetsThem) {
     EXPECT_EQ(countLog("error boom"), 2);
 }
 
-// The service restarted without the session: its tokens are refused and it answers 404.
-TEST_F(SessionSocketsTest, ASessionTheServiceNoLongerKnowsEndsHereAndIsNotRetried) {
+// The service restarted without the session, or without this device: its tokens are refused and
+// the refresh answers 404 (no such session) or 401 (no such device).
+class GoneSessionTest : public SessionSocketsTest, public ::testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(Answers, GoneSessionTest, ::testing::Values(404, 401));
+
+TEST_P(GoneSessionTest, ASessionTheServiceNoLongerKnowsEndsHereAndIsNotRetried) {
     int ended = 0;
     session->onEnded([&](const auto&) { ++ended; });
     session->updateResource(record("active"));
     stream()->fire("error", {Json{{"message", "Unauthorized"}}});
-    http->respondJson(404, R"({"message":"Session not found"})");
+    http->respondJson(GetParam(), R"({"message":"Not yours or not there"})");
     runPending();
     EXPECT_EQ(ended, 1);
     EXPECT_TRUE(session->isEnded());

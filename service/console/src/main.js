@@ -12,10 +12,14 @@ const SESSION_ROUTE = /^#session\/([A-Za-z0-9._-]{1,128})$/;
 
 let agent;
 let shown;
+// The session this console itself opened (from its lists or a code); any other a link named, and
+// joining it is asked first: joining takes the session, and a link can come from anyone.
+let chosen;
 
 const signIn = signInView({ onSignedIn: (who) => signedIn(who) });
 const devices = devicesView({
   openSession: (id) => {
+    chosen = id;
     location.hash = `#session/${id}`;
   },
   onSignedOut: (message) => signedOut(message),
@@ -45,7 +49,11 @@ function route() {
   if (!agent) return;
   leave();
   const match = SESSION_ROUTE.exec(location.hash);
-  if (match) {
+  if (match && match[1] !== chosen) {
+    document.title = 'Open this session? – Halvora console';
+    $('link-session').textContent = match[1];
+    showView('link-view');
+  } else if (match) {
     shown = session;
     session.show(match[1]);
   } else {
@@ -58,6 +66,13 @@ function route() {
 }
 
 window.addEventListener('hashchange', route);
+$('link-open').addEventListener('click', () => {
+  chosen = SESSION_ROUTE.exec(location.hash)?.[1];
+  route();
+});
+$('link-back').addEventListener('click', () => {
+  location.hash = '#devices';
+});
 
 $('sign-out').addEventListener('click', async () => {
   try {

@@ -16,7 +16,7 @@ export function el(tag, props = {}, children = []) {
   return node;
 }
 
-const VIEWS = ['loading-view', 'sign-in-view', 'devices-view', 'session-view'];
+const VIEWS = ['loading-view', 'sign-in-view', 'link-view', 'devices-view', 'session-view'];
 
 export function showView(id) {
   for (const view of VIEWS) $(view).hidden = view !== id;

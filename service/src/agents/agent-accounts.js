@@ -1,6 +1,6 @@
-import { createHash, randomBytes } from 'node:crypto';
+import { randomBytes } from 'node:crypto';
 import { conflict, notFound } from '../errors.js';
-import { newId } from '../tokens.js';
+import { digest, newId } from '../tokens.js';
 
 // How long a sign-in lasts.
 export const LOGIN_TTL_MS = 12 * 60 * 60 * 1000;
@@ -115,5 +115,4 @@ export class AgentAccounts {
   }
 }
 
-const digest = (token) => createHash('sha256').update(token).digest('hex');
 const publicAgent = ({ id, name }) => ({ id, name });

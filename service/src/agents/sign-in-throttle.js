@@ -1,64 +1,72 @@
-// Failed sign-ins, per client address and per account name: after SLOW_AFTER failures within the
-// window each further attempt is answered only after a delay; after LOCK_AFTER, attempts are
-// refused until the window has passed since the last failure. A success clears the name's count,
-// not the address's, so guessing across accounts from one place stays slowed.
+// Sign-in attempts, per client address and per account name. Every attempt is counted before its
+// password is checked, so attempts sent all at once are judged one by one as they arrive:
+// - from one address, after SLOW_AFTER attempts within the window each further one is answered
+//   only after a delay; after LOCK_AFTER that address is refused until the window has passed
+//   since its last attempt;
+// - for one account, from anywhere, after SLOW_AFTER attempts each further one waits too, but an
+//   account is never refused: a stranger elsewhere can slow an agent's sign-in by a second, never
+//   lock the agent out.
+// A success takes back its own count from its address and clears the account's. The counts live
+// in `counters` (the data file's or Redis's, so they survive a restart and are shared by every
+// instance; memory only by default).
 export const SLOW_AFTER = 5;
 export const LOCK_AFTER = 10;
 export const WINDOW_MS = 15 * 60 * 1000;
 export const SLOW_DELAY_MS = 1000;
-// Addresses and names tracked at most; past it, failures older than the window are forgotten
-// first, then the oldest, so that many sources cannot grow the table without bound.
-const MAX_ENTRIES = 100_000;
 
 export class SignInThrottle {
-  #failures = new Map(); // key -> { count, last }
+  #counters;
+
+  constructor({ counters, now = () => Date.now() } = {}) {
+    this.#counters = counters ?? new MemoryCounters({ now });
+  }
+
+  // Counts an attempt: { retryAfterMs } when it is refused, else { wait } (ms to delay the answer).
+  async attempt(address, name) {
+    const [byAddress, byName] = await Promise.all([
+      this.#counters.add(`ip:${address}`, WINDOW_MS),
+      this.#counters.add(`name:${name}`, WINDOW_MS),
+    ]);
+    if (byAddress > LOCK_AFTER) return { retryAfterMs: WINDOW_MS };
+    return { wait: byAddress > SLOW_AFTER || byName > SLOW_AFTER ? SLOW_DELAY_MS : 0 };
+  }
+
+  async succeeded(address, name) {
+    await Promise.all([this.#counters.undo(`ip:${address}`), this.#counters.clear(`name:${name}`)]);
+  }
+}
+
+// Counts that expire a window after their last increment, kept in this process only. At most
+// MAX_KEYS are tracked; past that, the oldest go first.
+const MAX_KEYS = 100_000;
+
+export class MemoryCounters {
+  #counts = new Map(); // key -> { count, expiresAt }, least recently counted first
   #now;
 
   constructor({ now = () => Date.now() } = {}) {
     this.#now = now;
   }
 
-  // { wait: ms to delay the answer } or { retryAfterMs } when attempts are refused for now.
-  check(address, name) {
-    const worst = Math.max(this.#count(`ip:${address}`), this.#count(`name:${name}`));
-    if (worst >= LOCK_AFTER) {
-      const last = Math.max(this.#last(`ip:${address}`), this.#last(`name:${name}`));
-      return { retryAfterMs: Math.max(1000, last + WINDOW_MS - this.#now()) };
+  add(key, windowMs) {
+    const now = this.#now();
+    const entry = this.#counts.get(key);
+    const count = entry && entry.expiresAt > now ? entry.count + 1 : 1;
+    this.#counts.delete(key);
+    this.#counts.set(key, { count, expiresAt: now + windowMs });
+    for (const [oldest, { expiresAt }] of this.#counts) {
+      if (expiresAt > now && this.#counts.size <= MAX_KEYS) break;
+      this.#counts.delete(oldest);
     }
-    return { wait: worst >= SLOW_AFTER ? SLOW_DELAY_MS : 0 };
+    return count;
   }
 
-  failed(address, name) {
-    for (const key of [`ip:${address}`, `name:${name}`]) {
-      const count = this.#count(key) + 1;
-      this.#failures.delete(key); // re-inserted last: the map stays in order of last failure
-      this.#failures.set(key, { count, last: this.#now() });
-    }
-    if (this.#failures.size > MAX_ENTRIES) this.#prune();
+  undo(key) {
+    const entry = this.#counts.get(key);
+    if (entry && entry.count > 0) entry.count -= 1;
   }
 
-  #prune() {
-    for (const [key, entry] of this.#failures) {
-      if (this.#now() - entry.last <= WINDOW_MS && this.#failures.size <= MAX_ENTRIES) break;
-      this.#failures.delete(key);
-    }
-  }
-
-  succeeded(name) {
-    this.#failures.delete(`name:${name}`);
-  }
-
-  #count(key) {
-    const entry = this.#failures.get(key);
-    if (!entry) return 0;
-    if (this.#now() - entry.last > WINDOW_MS) {
-      this.#failures.delete(key);
-      return 0;
-    }
-    return entry.count;
-  }
-
-  #last(key) {
-    return this.#failures.get(key)?.last ?? 0;
+  clear(key) {
+    this.#counts.delete(key);
   }
 }

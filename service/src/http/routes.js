@@ -12,10 +12,9 @@ const METHODS = ['GET', 'HEAD', 'POST', 'PUT', 'DELETE', 'PATCH', 'OPTIONS'];
 // for the few routes that read the client's address or set a cookie. `extra` goes into every
 // route's options as it stands (hooks such as onRequest, config such as rateLimit), except
 // `shared`, given when several service instances share the state (store.shared): each handler
-// first refreshes the records its path names, a handler that finds nothing (404) runs once more
-// after catching up with the other instances, and the answer waits until the handler's changes
-// are written, so that whoever hears it can go to another instance and find them there. Handlers
-// look things up before they change anything, so running one again is safe.
+// first reads the records its path names from the shared state, and the answer waits until the
+// handler's changes are written, so that whoever hears it can go to another instance and find
+// them there.
 export function registerRoutes(app, routes, paramErrors, { shared, ...extra } = {}) {
   for (const { path, methods } of routes) {
     const allowed = Object.keys(methods);
@@ -35,10 +34,6 @@ export function registerRoutes(app, routes, paramErrors, { shared, ...extra } = 
           } else {
             await shared.refresh(request.params);
             try {
-              answer = await run();
-            } catch (err) {
-              if (err.status !== 404) throw err;
-              await shared.catchUp();
               answer = await run();
             } finally {
               await shared.written();

@@ -1,17 +1,19 @@
+import { agentDeviceRecord, agentSessionRecord } from '../records.js';
 import { optionalObjectBody } from '../validate.js';
 
 // The support person's side. Every route here runs for a signed-in agent (`request.agent`, set
-// by the service's sign-in check); a session joined by another agent is refused.
+// by the service's sign-in check); a session joined by another agent is refused. Sessions are
+// answered without the device's channel tokens, devices without their notification token.
 // `sockets` is the socket server: it reaches connected devices and counts connections.
 export function agentRoutes(store, sockets) {
-  const sessionFor = (params, request) => store.getSessionFor(params.session, request.agent);
+  const sessionFor = (params, request) => agentSessionRecord(store.getSessionFor(params.session, request.agent));
   return [
     {
       path: '/api/1/agent/devices',
       methods: {
         GET: async () => {
           const reachable = await sockets.reachableDeviceIds();
-          return { status: 200, body: { devices: store.listDevicesForAgents((id) => reachable.has(id)) } };
+          return { status: 200, body: { devices: store.listDevicesForAgents((id) => reachable.has(id)).map(agentDeviceRecord) } };
         },
       },
     },
@@ -22,7 +24,7 @@ export function agentRoutes(store, sockets) {
           const record = store.startSessionForDevice(params.device, request.agent);
           // Stands in for a push notification: the device's notification socket hears about it.
           sockets.notifyDevice(params.device, { 'halvora-notification': true, 'halvora-code': record.code });
-          return { status: 201, body: record };
+          return { status: 201, body: agentSessionRecord(record) };
         },
       },
     },
@@ -32,7 +34,7 @@ export function agentRoutes(store, sockets) {
         POST: async ({ params }) => {
           const record = store.rotateNotificationToken(params.device);
           sockets.closeDeviceTransports(params.device);
-          return { status: 200, body: record };
+          return { status: 200, body: agentDeviceRecord(record) };
         },
       },
     },
@@ -48,7 +50,7 @@ export function agentRoutes(store, sockets) {
     {
       path: '/api/1/agent/sessions',
       methods: {
-        GET: async ({ request }) => ({ status: 200, body: { sessions: store.listSessionsFor(request.agent) } }),
+        GET: async ({ request }) => ({ status: 200, body: { sessions: store.listSessionsFor(request.agent).map(agentSessionRecord) } }),
       },
     },
     {
@@ -65,7 +67,7 @@ export function agentRoutes(store, sockets) {
           // sent must still be well formed.
           optionalObjectBody(await readBody());
           const { record, agentToken } = store.joinSession(params.session, request.agent);
-          return { status: 200, body: { ...record, agent_token: agentToken } };
+          return { status: 200, body: { ...agentSessionRecord(record), agent_token: agentToken } };
         },
       },
     },
@@ -74,11 +76,10 @@ export function agentRoutes(store, sockets) {
       methods: {
         POST: async ({ params, request }) => {
           sessionFor(params, request);
-          // The change goes out first, so a connected device hears the new tokens before its
-          // connection drops.
+          // The device's connections drop; it fetches the new tokens with its credential.
           const record = store.rotateSessionTokens(params.session);
           sockets.closeSessionTransports(record.id);
-          return { status: 200, body: record };
+          return { status: 200, body: agentSessionRecord(record) };
         },
       },
     },
@@ -96,7 +97,7 @@ export function agentRoutes(store, sockets) {
       methods: {
         GET: async ({ params, request }) => {
           const { id } = sessionFor(params, request);
-          return { status: 200, body: { ids: sockets.sessionFrameIds(id) } };
+          return { status: 200, body: sockets.sessionFrameStats(id) };
         },
       },
     },
@@ -105,7 +106,7 @@ export function agentRoutes(store, sockets) {
       methods: {
         POST: async ({ params, request }) => {
           sessionFor(params, request);
-          return { status: 200, body: store.endSession(params.session) };
+          return { status: 200, body: agentSessionRecord(store.endSession(params.session)) };
         },
       },
     },

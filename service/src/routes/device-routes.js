@@ -1,35 +1,56 @@
+import { unauthorized } from '../errors.js';
+import { bearerValue } from '../tokens.js';
 import { objectField, optionalObjectBody, pushTokenField, requireObjectBody, stringField } from '../validate.js';
 
-// What the device SDK calls: sessions it starts itself and its own registration.
-export function deviceRoutes(store) {
+// What the device SDK calls: sessions it starts itself and its own registration. A device proves
+// who it is with the credential its first registration gave it ("Authorization: Bearer ..."); it
+// reaches only its own record and its own sessions. `limits.perDevice` (a RateLimiter, optional)
+// bounds what one device may ask, wherever it asks from; `shared` finds a device another instance
+// registered a moment ago.
+export function deviceRoutes(store, { limits = {}, shared } = {}) {
+  const deviceOf = async (request) => {
+    const credential = credentialOf(request);
+    let device = store.deviceFor(credential);
+    if (!device && credential && shared) {
+      await shared.lookUpCredential(credential);
+      device = store.deviceFor(credential);
+    }
+    if (!device) throw unauthorized('Device credential required');
+    limits.perDevice?.take(device.id);
+    return device;
+  };
   return [
     {
       path: '/api/1/sessions',
       methods: {
-        POST: async ({ readBody }) => {
+        POST: async ({ readBody, request }) => {
+          const device = await deviceOf(request);
           // The SDK posts without a body; one that is sent anyway must still be well formed.
           optionalObjectBody(await readBody());
-          return { status: 201, body: store.createSession() };
+          return { status: 201, body: store.createSessionForDevice(device) };
         },
       },
     },
     {
       path: '/api/1/sessions/:session',
       methods: {
-        GET: async ({ params }) => ({ status: 200, body: store.getSession(params.session) }),
-        PUT: async ({ params, readBody }) => {
+        GET: async ({ params, request }) => ({ status: 200, body: store.getSession(params.session, { device: await deviceOf(request) }) }),
+        PUT: async ({ params, readBody, request }) => {
+          const device = await deviceOf(request);
           const body = requireObjectBody(await readBody());
-          const state = stringField(body, 'state', { required: true });
-          const device = objectField(body, 'device');
-          const customData = objectField(body, 'custom_data', { nullable: true });
-          return { status: 200, body: store.changeSessionState(params.session, { state, device, customData }) };
+          const change = {
+            state: stringField(body, 'state', { required: true }),
+            device: objectField(body, 'device'),
+            customData: objectField(body, 'custom_data', { nullable: true }),
+          };
+          return { status: 200, body: store.changeSessionState(params.session, change, { device }) };
         },
       },
     },
     {
       path: '/api/1/devices/:device',
       methods: {
-        PUT: async ({ params, readBody }) => {
+        PUT: async ({ params, readBody, request }) => {
           const body = requireObjectBody(await readBody());
           const registration = {
             pushToken: pushTokenField(body),
@@ -37,10 +58,16 @@ export function deviceRoutes(store) {
             device: objectField(body, 'device', { required: true }),
             customData: objectField(body, 'custom_data', { nullable: true }),
           };
-          return { status: 200, body: store.registerDevice(params.device, registration) };
+          limits.perDevice?.take(params.device);
+          return { status: 200, body: store.registerDevice(params.device, registration, credentialOf(request)) };
         },
-        DELETE: async ({ params }) => ({ status: 200, body: store.removeDevice(params.device) }),
+        DELETE: async ({ params, request }) => {
+          limits.perDevice?.take(params.device);
+          return { status: 200, body: store.removeDevice(params.device, { credential: credentialOf(request) }) };
+        },
       },
     },
   ];
 }
+
+const credentialOf = (request) => bearerValue(request.headers.authorization);

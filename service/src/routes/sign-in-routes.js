@@ -8,7 +8,8 @@ const WRONG = 'Wrong name or password';
 
 // Agents sign in with their account's name and password and get a cookie: HttpOnly (no script
 // reads it), SameSite=Strict (no other site's page sends it), Secure when the service is reached
-// over TLS. `throttle` (a SignInThrottle) slows and then stops repeated failures.
+// over TLS. `throttle` (a SignInThrottle) counts every attempt first, then slows and stops
+// repeated ones.
 export function signInRoutes(store, throttle, { isSecure }) {
   const accounts = store.agents;
   return [
@@ -19,7 +20,8 @@ export function signInRoutes(store, throttle, { isSecure }) {
           const body = requireObjectBody(await readBody());
           const name = stringField(body, 'name', { required: true });
           const password = stringField(body, 'password', { required: true, maxLength: 1024 });
-          const verdict = throttle.check(request.ip, name.toLowerCase());
+          const who = name.toLowerCase();
+          const verdict = await throttle.attempt(request.ip, who);
           if (verdict.retryAfterMs !== undefined) {
             const seconds = Math.ceil(verdict.retryAfterMs / 1000);
             throw new HttpError(429, `Too many failed sign-ins; try again in ${Math.ceil(seconds / 60)} minutes`, {
@@ -29,11 +31,8 @@ export function signInRoutes(store, throttle, { isSecure }) {
           if (verdict.wait > 0) await new Promise((resolve) => setTimeout(resolve, verdict.wait));
           const account = accounts.findByName(name);
           const matches = await verifyPassword(password, account?.passwordHash ?? UNUSABLE_HASH);
-          if (!account || !matches) {
-            throttle.failed(request.ip, name.toLowerCase());
-            throw new HttpError(401, WRONG);
-          }
-          throttle.succeeded(name.toLowerCase());
+          if (!account || !matches) throw new HttpError(401, WRONG);
+          await throttle.succeeded(request.ip, who);
           reply.setCookie(SIGN_IN_COOKIE, accounts.signIn(account.id), {
             path: '/',
             httpOnly: true,

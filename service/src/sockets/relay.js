@@ -3,6 +3,13 @@
 
 export const AGENT_TO_DEVICE_EVENTS = new Set(['drawing', 'laser', 'url', 'touch', 'keypress', 'sync', 'probe']);
 export const DEVICE_TO_AGENT_EVENTS = new Set(['frame', 'screen', 'alive']);
+// The agent's input and the device's pictures: relayed only while the session is active. Probes,
+// their answers and requests for a fresh picture carry nothing of either side.
+const WHILE_ACTIVE_EVENTS = new Set(['drawing', 'laser', 'url', 'touch', 'keypress', 'frame', 'screen']);
+
+export function needsActiveSession(event) {
+  return WHILE_ACTIVE_EVENTS.has(event);
+}
 
 // Agent events are small gestures; device records carry screen images (frames are ~30 KB).
 export const MAX_AGENT_PAYLOAD_BYTES = 1024 * 1024;

@@ -8,9 +8,10 @@ import {
   sessionSocketCounts,
   socketsIn,
 } from './connection-registry.js';
+import { agentSessionRecord } from '../records.js';
 import { authenticate, clientDescription, printable } from './handshake.js';
 import { LatestRecords } from './latest-records.js';
-import { AGENT_TO_DEVICE_EVENTS, DEVICE_TO_AGENT_EVENTS, agentPayload, devicePayload } from './relay.js';
+import { AGENT_TO_DEVICE_EVENTS, DEVICE_TO_AGENT_EVENTS, agentPayload, devicePayload, needsActiveSession } from './relay.js';
 
 export const SOCKET_PATH = '/sockets/1/events';
 // Frames are ~30 KB; the limit only has to stop a runaway client.
@@ -19,17 +20,17 @@ export const MAX_MESSAGE_BYTES = 10 * 1024 * 1024;
 // The realtime side of the service, on the same http.Server as the REST API. One namespace
 // ("/"); the bearer token decides the channel (control, stream, agent or notification) and so
 // the room a socket joins.
-// `metrics` (optional) hears of every frame relayed; `allowOrigin(req)` (optional) decides
-// whether a handshake that names an Origin comes from one of the service's own pages;
-// `catchUp()` (optional) is the store's, for a token another instance issued a moment ago.
+// `metrics` (optional) hears of every frame relayed; `allowRequest(req)` (optional) answers
+// undefined for a handshake the service takes, or why it refuses it (a foreign Host or Origin);
+// `shared` (optional) is the store's, to find a token another instance issued a moment ago.
 // With useAdapter() several instances share one fan-out: emits to a room reach its sockets on
 // every instance, and the counts below count them all.
-export function createSocketServer({ server, store, log, metrics, catchUp, allowOrigin = () => true }) {
+export function createSocketServer({ server, store, log, metrics, shared, allowRequest = () => undefined }) {
   const io = new Server(server, {
     allowRequest: (req, callback) => {
-      const allowed = req.headers.origin === undefined || allowOrigin(req);
-      if (!allowed) log(`socket refused from ${printable(req.socket?.remoteAddress)}: cross-origin handshake`);
-      callback(allowed ? null : 'Cross-origin request refused', allowed);
+      const refusal = allowRequest(req);
+      if (refusal) log(`socket refused from ${printable(req.socket?.remoteAddress)}: ${refusal}`);
+      callback(refusal ?? null, refusal === undefined);
     },
     path: SOCKET_PATH,
     // Without the trailing-slash requirement both ".../events/?EIO=4" and ".../events?EIO=4" work.
@@ -41,7 +42,7 @@ export function createSocketServer({ server, store, log, metrics, catchUp, allow
   const latest = new LatestRecords();
 
   let clustered = false;
-  namespace.use(authenticate(store, log, catchUp));
+  namespace.use(authenticate(store, log, shared));
   // Another instance asks for its rooms' transports to be closed here too.
   namespace.on('close-transports', (room) => closeLocalTransports(room));
   namespace.on('connection', (socket) => {
@@ -74,9 +75,8 @@ export function createSocketServer({ server, store, log, metrics, catchUp, allow
 
     // A device or console that just connected may have missed changes since it last fetched
     // the session over REST, so it starts from the current record.
-    if (access.channel === 'control' || access.channel === 'agent') {
-      socket.emit('session', store.getSession(access.sessionId));
-    }
+    if (access.channel === 'control') socket.emit('session', store.getSession(access.sessionId));
+    if (access.channel === 'agent') socket.emit('session', agentSessionRecord(store.getSession(access.sessionId)));
     if (access.channel === 'agent') {
       const replayed = latest.replay(access.sessionId);
       for (const [event, record] of replayed) socket.emit(event, record);
@@ -101,6 +101,11 @@ export function createSocketServer({ server, store, log, metrics, catchUp, allow
       log(`socket event dropped: ${event} on ${describe(socket)}: session has ended`);
       return;
     }
+    // The agent's input, and the device's pictures, cross only once the user let the session start.
+    if (state !== 'active' && needsActiveSession(event)) {
+      log(`socket event dropped: ${event} on ${describe(socket)}: session is not active`);
+      return;
+    }
     const { payload, error } = toDevice ? agentPayload(event, args[0]) : devicePayload(args[0]);
     if (error) {
       log(`socket event dropped: ${event} on ${describe(socket)}: ${error}`);
@@ -116,9 +121,13 @@ export function createSocketServer({ server, store, log, metrics, catchUp, allow
     }
   }
 
-  function onStoreChange({ kind, action, record }) {
+  function onStoreChange({ kind, action, record, rotated }) {
     if (kind === 'session') {
-      namespace.to(rooms.control(record.id)).to(rooms.agent(record.id)).emit('session', record);
+      // New tokens are not sent where the old ones are in use: the device fetches them over REST
+      // with its credential once its connections are closed, and whoever else held the old ones
+      // hears nothing.
+      if (!rotated) namespace.to(rooms.control(record.id)).emit('session', record);
+      namespace.to(rooms.agent(record.id)).emit('session', agentSessionRecord(record));
       // Nobody can connect to or relay into an ended session, so its images are of no further use.
       // Its sockets stay: the device closes its own, and the console shows the ended state.
       if (record.state === 'ended') latest.forget(record.id);
@@ -160,7 +169,7 @@ export function createSocketServer({ server, store, log, metrics, catchUp, allow
       clustered = true;
     },
     sessionSocketCounts: (sessionId) => sessionSocketCounts(namespace, sessionId),
-    sessionFrameIds: (sessionId) => latest.frameIds(sessionId),
+    sessionFrameStats: (sessionId) => latest.frameStats(sessionId),
     deviceSocketCounts: (deviceId) => deviceSocketCounts(namespace, deviceId),
     reachableDeviceIds: () => reachableDeviceIds(namespace),
     // This instance's own, for its metrics.
