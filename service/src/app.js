@@ -27,8 +27,12 @@ const LOGGED_PATH_MAX = 200;
 const CLOSE_GRACE_MS = 2000;
 export const DEFAULT_AGENT_RATE_LIMIT = 600;
 export const DEFAULT_DEVICE_RATE_LIMIT = 600;
-// One device may make this share of what one address may.
+// One device may make this share of what one address may; it creates at most a few sessions a
+// minute (a user asking for help), and one address registers at most a few new devices an hour
+// (the installs behind one office's address).
 const PER_DEVICE_SHARE = 5;
+const SESSIONS_PER_DEVICE_MINUTE = 10;
+const NEW_DEVICES_PER_ADDRESS_HOUR = 60;
 const SWEEP_INTERVAL_MAX_MS = 60_000;
 
 // Builds the service without listening, so tests can run it in-process: a Fastify application
@@ -190,8 +194,12 @@ export function createService(options = {}) {
   // device from anywhere, may ask is bounded.
   const deviceRate = options.deviceRateLimit ?? DEFAULT_DEVICE_RATE_LIMIT;
   const perAddress = deviceRate > 0 ? new RateLimiter({ limit: deviceRate }) : undefined;
-  const perDevice = deviceRate > 0 ? new RateLimiter({ limit: Math.max(1, Math.floor(deviceRate / PER_DEVICE_SHARE)) }) : undefined;
-  registerRoutes(app, deviceRoutes(store, { limits: { perDevice }, shared }), PARAM_ERRORS, {
+  const limits = deviceRate > 0 ? {
+    perDevice: new RateLimiter({ limit: Math.max(1, Math.floor(deviceRate / PER_DEVICE_SHARE)) }),
+    sessions: new RateLimiter({ limit: SESSIONS_PER_DEVICE_MINUTE }),
+    newDevices: new RateLimiter({ limit: NEW_DEVICES_PER_ADDRESS_HOUR, windowMs: 60 * 60 * 1000 }),
+  } : {};
+  registerRoutes(app, deviceRoutes(store, { limits, shared }), PARAM_ERRORS, {
     shared,
     onRequest: async (request) => perAddress?.take(request.ip),
   });

@@ -264,6 +264,10 @@ export class Store extends EventEmitter {
     return device !== undefined && (device.credentialHash === undefined || this.#holds(device, credential));
   }
 
+  hasDevice(id) {
+    return this.#devices.has(id);
+  }
+
   getDevice(id) {
     return this.#deviceRecord(this.#findDevice(id));
   }
@@ -315,28 +319,40 @@ export class Store extends EventEmitter {
   // ---- keeping it bounded ----
 
   // Ends sessions that waited too long (their codes are free again), forgets sessions ended long
-  // ago and devices that stopped registering. Run now and then; returns what it did.
+  // ago (or that ended before an agent had them) and devices that stopped registering. Run now
+  // and then; returns what it did.
   sweep() {
     const now = this.#now().getTime();
     const { pendingExpiryMs, endedRetentionMs, deviceRetentionMs } = this.#limits;
-    const done = { expired: 0, removedSessions: 0, removedDevices: 0 };
-    for (const session of [...this.#sessions.values()]) {
+    const expired = [];
+    const removed = [];
+    for (const session of this.#sessions.values()) {
       if (session.state === 'pending' && now - Date.parse(session.createdAt) > pendingExpiryMs) {
-        this.#commitSession({ ...session, ...this.#ended() }, 'updated');
-        done.expired += 1;
-      } else if (session.state === 'ended' && now - Date.parse(session.endedAt ?? session.createdAt) > endedRetentionMs) {
-        this.#state?.remove('sessions', session.id, session);
-        this.#forgetSession(session);
-        done.removedSessions += 1;
+        expired.push({ ...session, ...this.#ended(), revision: (session.revision ?? 0) + 1 });
+      } else if (session.state === 'ended' && (session.agent === undefined || now - Date.parse(session.endedAt ?? session.createdAt) > endedRetentionMs)) {
+        // One that ended before any agent had it (expired, displaced) is of use to nobody.
+        removed.push(session);
       }
     }
-    for (const device of [...this.#devices.values()]) {
-      if (now - Date.parse(lastSeenOf(device)) > deviceRetentionMs) {
-        this.removeDevice(device.id, { trusted: true });
-        done.removedDevices += 1;
-      }
+    const silent = [...this.#devices.values()].filter((device) => now - Date.parse(lastSeenOf(device)) > deviceRetentionMs);
+    // All written in one go (one sync to the disk), and taken in only once written.
+    const write = () => {
+      for (const session of expired) this.#state?.save('sessions', session, this.#sessions.get(session.id));
+      for (const session of removed) this.#state?.remove('sessions', session.id, session);
+      for (const device of silent) this.#state?.remove('devices', device.id, device);
+    };
+    if (this.#state?.batch) this.#state.batch(write);
+    else write();
+    for (const session of expired) {
+      this.#adoptSession(session);
+      this.#publish('session', 'updated', this.#sessionRecord(session));
     }
-    return done;
+    for (const session of removed) this.#forgetSession(session);
+    for (const device of silent) {
+      this.#forgetDevice(device);
+      this.#publish('device', 'deleted', this.#deviceRecord(device));
+    }
+    return { expired: expired.length, removedSessions: removed.length, removedDevices: silent.length };
   }
 
   // ---- internals ----

@@ -83,9 +83,19 @@ test('guessing codes from one address, or asking as one device from many, is cut
   const answers = [];
   for (const address of from) {
     const headers = { Authorization: `Bearer ${limited.device.credential}` };
-    answers.push((await raw(limited.baseUrl, { method: 'POST', path: '/api/1/sessions', headers, from: address })).status);
+    answers.push((await raw(limited.baseUrl, { path: `/api/1/sessions/${address}`, headers, from: address })).status);
   }
-  assert.deepEqual(answers, [201, 201, 201, 201, 429]);
+  assert.deepEqual(answers, [404, 404, 404, 404, 429]);
+  // At most ten sessions a minute for one device, and sixty new devices an hour from one address.
+  const unlimited = await startService({ deviceRateLimit: 1_000_000 });
+  t.after(() => unlimited.close());
+  const created = [];
+  for (let i = 0; i < 11; i += 1) created.push((await unlimited.api('POST', '/api/1/sessions')).status);
+  assert.deepEqual([created.at(-2), created.at(-1)], [201, 429]);
+  const registered = [];
+  for (let i = 0; i < 60; i += 1) registered.push((await raw(unlimited.baseUrl, { method: 'PUT', path: `/api/1/devices/N${i}`, body: registration, from: '127.0.0.7' })).status);
+  assert.deepEqual([registered.at(-2), registered.at(-1)], [200, 200]);
+  assert.equal((await raw(unlimited.baseUrl, { method: 'PUT', path: '/api/1/devices/N60', body: registration, from: '127.0.0.7' })).status, 429);
 });
 
 test('knowing a device\'s id gives a stranger nothing: no registration, no notification, no removal', async () => {
@@ -125,12 +135,17 @@ test('a device cannot grow the service: waiting sessions are few and expire, old
   const states = made.map(({ id }) => store.getSession(id).state);
   assert.deepEqual(states, ['ended', 'ended', ...Array(MAX_PENDING_PER_DEVICE).fill('pending')]);
 
+  // Expired, and gone at the next sweep: nobody ever had them. One an agent had is kept a while.
+  const joined = store.startSessionForDevice('D', { id: 'A', name: 'Dana' });
+  store.endSession(joined.id);
   now += 600_001;
-  assert.deepEqual(store.sweep(), { expired: MAX_PENDING_PER_DEVICE, removedSessions: 0, removedDevices: 0 });
+  assert.deepEqual(store.sweep(), { expired: MAX_PENDING_PER_DEVICE, removedSessions: 2, removedDevices: 0 });
   assert.equal(store.getSession(made.at(-1).code).state, 'ended');
-  now += 3_600_001;
-  assert.equal(store.sweep().removedSessions, made.length);
+  assert.equal(store.sweep().removedSessions, MAX_PENDING_PER_DEVICE);
   assert.throws(() => store.getSession(made.at(-1).code), /Session not found/);
+  assert.equal(store.getSession(joined.id).state, 'ended');
+  now += 3_600_001;
+  assert.equal(store.sweep().removedSessions, 1);
   now += 86_400_001;
   assert.equal(store.sweep().removedDevices, 1);
   assert.equal(store.deviceFor(credential), undefined);

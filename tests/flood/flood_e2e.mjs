@@ -18,7 +18,7 @@ import { readCredentials, signIn } from '../../service/tools/agent-client.js';
 import { registerDevice } from '../../service/tools/device-client.js';
 import { startServiceProcess } from '../support/service_process.mjs';
 
-const MEMORY_BOUND_MIB = 150;
+const MEMORY_BOUND_MIB = 200;
 const HEALTH_BOUND_MS = 100;
 const HEALTH_EVERY_MS = 100;
 const STRANGER_ADDRESSES = 16;

@@ -4,9 +4,10 @@ import { objectField, optionalObjectBody, pushTokenField, requireObjectBody, str
 
 // What the device SDK calls: sessions it starts itself and its own registration. A device proves
 // who it is with the credential its first registration gave it ("Authorization: Bearer ..."); it
-// reaches only its own record and its own sessions. `limits.perDevice` (a RateLimiter, optional)
-// bounds what one device may ask, wherever it asks from; `shared` finds a device another instance
-// registered a moment ago.
+// reaches only its own record and its own sessions. `limits` (RateLimiters, each optional) bound
+// what one device may ask (`perDevice`) and how many sessions it may create (`sessions`),
+// wherever it asks from, and how many new devices one address may register (`newDevices`);
+// `shared` finds a device another instance registered a moment ago.
 export function deviceRoutes(store, { limits = {}, shared } = {}) {
   const deviceOf = async (request) => {
     const credential = credentialOf(request);
@@ -25,6 +26,7 @@ export function deviceRoutes(store, { limits = {}, shared } = {}) {
       methods: {
         POST: async ({ readBody, request }) => {
           const device = await deviceOf(request);
+          limits.sessions?.take(device.id);
           // The SDK posts without a body; one that is sent anyway must still be well formed.
           optionalObjectBody(await readBody());
           return { status: 201, body: store.createSessionForDevice(device) };
@@ -59,6 +61,7 @@ export function deviceRoutes(store, { limits = {}, shared } = {}) {
             customData: objectField(body, 'custom_data', { nullable: true }),
           };
           limits.perDevice?.take(params.device);
+          if (!store.hasDevice(params.device)) limits.newDevices?.take(request.ip);
           return { status: 200, body: store.registerDevice(params.device, registration, credentialOf(request)) };
         },
         DELETE: async ({ params, request }) => {

@@ -80,6 +80,11 @@ export class SqliteState {
     this.#statements[table].remove.run(id);
   }
 
+  // Runs `work` (saves and removes) as one transaction: all of it is written, or none.
+  batch(work) {
+    this.#db.transaction(work)();
+  }
+
   // Throws when the file can no longer be read.
   ping() {
     this.#db.prepare('SELECT 1').get();
