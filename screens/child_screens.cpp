@@ -102,6 +102,12 @@ void HLVCountdownViewController::startCoutdown(std::function<void()> completion)
 
 HLVSessionApprovalViewController::HLVSessionApprovalViewController() : HLVScreen("HLVSessionApprovalView") {}
 
+void HLVSessionApprovalViewController::setAgentName(const std::optional<std::string>& name) {
+    auto label = outlet("agentLabel");
+    if (!label || !name || name->empty()) return;
+    label->setText("Support agent " + *name + " has joined");
+}
+
 HLVManageSessionViewController::HLVManageSessionViewController() : HLVScreen("HLVManageSessionView") {}
 
 HLVErrorDisplayViewController::HLVErrorDisplayViewController() : HLVScreen("HLVErrorDisplayView") {}

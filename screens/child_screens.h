@@ -54,6 +54,9 @@ public:
 class HLVSessionApprovalViewController final : public HLVScreen {
 public:
     HLVSessionApprovalViewController();
+    // Names the agent the user is asked about in `agentLabel`, when the layout has one and the
+    // agent has a name; otherwise the layout's own words stay.
+    void setAgentName(const std::optional<std::string>& name);
 };
 
 // "HLVManageSessionView": `end`, `text`.

@@ -113,6 +113,10 @@ void HLVViewController::render() {
         if (session && session->isActive()) {
             self->showSubview(self->manageSession_->view());
         } else if (session && session->isPending() && session->agent()) {
+            // The user decides about someone by name, not about "an agent".
+            const auto agent = session->agent();
+            const auto& name = agent->name;
+            self->approval_->setAgentName(name && name->is_string() ? std::optional(name->get<std::string>()) : std::nullopt);
             self->showSubview(self->approval_->view());
         } else {
             self->showSubview(self->codeDisplay_->view());

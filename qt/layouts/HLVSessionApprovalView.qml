@@ -15,7 +15,10 @@ Item {
         spacing: 16
 
         Label {
+            objectName: "agentLabel"
             Layout.fillWidth: true
+            // The agent's name comes from the service: never read as markup.
+            textFormat: Text.PlainText
             text: qsTr("A support agent has joined")
             font.pixelSize: 24
             font.bold: true

@@ -7,6 +7,7 @@ import { test } from 'node:test';
 import Database from 'better-sqlite3';
 import { createService } from '../src/app.js';
 import { parseCliOptions } from '../src/cli-options.js';
+import { Store } from '../src/store.js';
 import { DATABASE_FILE } from '../src/state/sqlite-state.js';
 import { openSocket } from '../test-support/socket-client.js';
 
@@ -109,4 +110,34 @@ test('the command line keeps state in ./halvora-data unless given a directory or
   for (const [args, dataDir] of cases) assert.equal(parseCliOptions(args).dataDir, dataDir, args.join(' '));
   assert.throws(() => parseCliOptions(['--memory', '--data', 'x']), /exclude each other/);
   assert.throws(() => parseCliOptions(['--data', '']), /needs a directory/);
+});
+
+test('a change the state cannot write changes nothing in memory either', () => {
+  let failing = false;
+  const written = [];
+  const state = {
+    load: () => ({ sessions: [], devices: [], agents: [], logins: [] }),
+    save: (table, record) => {
+      if (failing) throw new Error('disk full');
+      written.push([table, record.id]);
+    },
+    remove: () => {
+      throw new Error('disk full');
+    },
+  };
+  const codes = ['123456', '222222', '222222'];
+  const store = new Store({ state, generateCode: () => codes.shift() });
+  const { credential } = store.registerDevice('D', { pushToken: '', pushProvider: 'none', device: {} });
+  const session = store.createSession({ ownerDeviceId: 'D' });
+  failing = true;
+  assert.throws(() => store.registerDevice('E', { pushToken: '', pushProvider: 'none', device: {} }), /disk full/);
+  assert.throws(() => store.joinSession(session.id, { id: 'A', name: 'Dana' }), /disk full/);
+  assert.throws(() => store.createSession(), /disk full/);
+  assert.throws(() => store.removeDevice('D', { credential }), /disk full/);
+  assert.deepEqual([store.hasDevice('E'), store.hasDevice('D')], [false, true]);
+  assert.equal(store.getSession(session.id).agent, undefined);
+  assert.deepEqual(store.listSessions().map(({ id }) => id), [session.id]);
+  assert.ok(store.deviceFor(credential));
+  failing = false;
+  assert.equal(store.createSession().code, '222222', 'the failed creation took no code');
 });

@@ -95,6 +95,8 @@ TEST_F(SessionFlowTest, TheScreenFollowsTheSessionFromCreationToTheEnd) {
         settle();
         EXPECT_EQ(shown(), std::string(step.screen)) << step.pushed;
     }
+    // The user was asked about the agent by name.
+    EXPECT_EQ(ui->layout("HLVSessionApprovalView")["agentLabel"].text(), "Support agent Dana has joined");
     EXPECT_FALSE(errorShown());
 }
 

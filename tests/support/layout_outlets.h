@@ -12,7 +12,7 @@ inline const std::map<std::string, std::vector<std::string>>& layoutOutlets() {
         {"HLVHalvoraView", {"poweredBy", "agentIcon", "subview", "close"}},
         {"HLVCodeDisplayView", {"codeLabel", "instructionLabel", "working"}},
         {"HLVCountdownView", {"coutdown"}},
-        {"HLVSessionApprovalView", {"approve", "decline"}},
+        {"HLVSessionApprovalView", {"agentLabel", "approve", "decline"}},
         {"HLVManageSessionView", {"end", "text"}},
         {"HLVErrorDisplayView", {"image", "message"}},
     };
