@@ -1,5 +1,6 @@
 import assert from 'node:assert/strict';
 import { randomUUID } from 'node:crypto';
+import { request } from 'node:http';
 import { UNUSABLE_HASH } from '../src/agents/passwords.js';
 import { createService } from '../src/app.js';
 import { SIGN_IN_COOKIE } from '../src/routes/sign-in-routes.js';
@@ -63,5 +64,27 @@ export async function eventually(check, waitMs = 10_000) {
       if (Date.now() > deadline) throw err;
       await new Promise((resolve) => setTimeout(resolve, 20));
     }
+  }
+}
+
+// A request from a loopback address of our choosing, with any Host header.
+export function rawRequest(baseUrl, { method = 'GET', path, headers = {}, body, from = '127.0.0.1' }) {
+  const { port } = new URL(baseUrl);
+  return new Promise((resolve, reject) => {
+    const req = request({ host: '127.0.0.1', port, method, path, localAddress: from, headers }, (res) => {
+      let text = '';
+      res.on('data', (chunk) => (text += chunk));
+      res.on('end', () => resolve({ status: res.statusCode, body: parsed(text) }));
+    });
+    req.on('error', reject);
+    req.end(body === undefined ? undefined : JSON.stringify(body));
+  });
+}
+
+function parsed(text) {
+  try {
+    return text ? JSON.parse(text) : undefined;
+  } catch {
+    return text;
   }
 }

@@ -5,7 +5,6 @@ import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
 import { mkdtemp, rm } from 'node:fs/promises';
-import { request } from 'node:http';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, test } from 'node:test';
@@ -16,35 +15,13 @@ import { MAX_LIVE_CODES, SessionCodes } from '../src/session-codes.js';
 import { LatestRecords } from '../src/sockets/latest-records.js';
 import { MAX_PENDING_PER_DEVICE, Store } from '../src/store.js';
 import { nth, socketsFor } from '../test-support/socket-client.js';
-import { startService } from '../test-support/start-service.js';
+import { rawRequest as raw, startService } from '../test-support/start-service.js';
 
 const ctx = await startService();
 after(() => ctx.close());
 const connect = socketsFor(ctx);
 const registration = { push_token: '', push_provider: 'none', device: {} };
 const agentState = async (id) => (await ctx.api('GET', `/api/1/agent/sessions/${id}`)).body.state;
-
-// A request from a loopback address of our choosing, with any Host header.
-function raw(baseUrl, { method = 'GET', path, headers = {}, body, from = '127.0.0.1' }) {
-  const { port } = new URL(baseUrl);
-  return new Promise((resolve, reject) => {
-    const req = request({ host: '127.0.0.1', port, method, path, localAddress: from, headers }, (res) => {
-      let text = '';
-      res.on('data', (chunk) => (text += chunk));
-      res.on('end', () => resolve({ status: res.statusCode, body: parsed(text) }));
-    });
-    req.on('error', reject);
-    req.end(body === undefined ? undefined : JSON.stringify(body));
-  });
-}
-
-function parsed(text) {
-  try {
-    return text ? JSON.parse(text) : undefined;
-  } catch {
-    return text;
-  }
-}
 
 test('a session\'s code or id opens nothing without its own device\'s credential', async () => {
   const userStarted = (await ctx.api('POST', '/api/1/sessions')).body;

@@ -6,7 +6,8 @@ import { after, test } from 'node:test';
 import { createClient } from 'redis';
 import { startRedis } from '../test-support/redis-server.js';
 import { nth, openSocket, received } from '../test-support/socket-client.js';
-import { eventually, startService } from '../test-support/start-service.js';
+import { LOCK_AFTER } from '../src/agents/sign-in-throttle.js';
+import { eventually, rawRequest, startService } from '../test-support/start-service.js';
 
 // Two instances behind one Redis, as a load balancer would spread clients over them: the device
 // only ever talks to A, the agent only to B.
@@ -113,6 +114,14 @@ test('an account added to Redis by the service command signs in on every instanc
     });
     assert.equal(answer.body.name, 'Fay');
   }
+});
+
+test('sign-in attempts counted on one instance count on the other', async () => {
+  const attempt = (ctx) => rawRequest(ctx.baseUrl, {
+    method: 'POST', path: '/api/1/agent/sign-in', body: { name: 'Eli', password: 'wrong horse' }, from: '127.0.0.5',
+  });
+  for (let i = 0; i < LOCK_AFTER; i += 1) assert.equal((await attempt(a)).status, 401);
+  assert.equal((await attempt(b)).status, 429);
 });
 
 test('an instance that loses Redis says so on /healthz', async () => {
