@@ -15,7 +15,6 @@ struct Outcome {
     std::optional<platform::HttpResponse> response;
 };
 
-// Runs on the network thread so that parsing large answers never holds the main queue.
 // Whether `url` is the service's own. Halvora::request goes wherever the application points it,
 // and the device credential must not leave for another host.
 bool isServiceUrl(const ServiceContext& context, const std::string& url) {
@@ -24,6 +23,7 @@ bool isServiceUrl(const ServiceContext& context, const std::string& url) {
     return api.ends_with('/') || url.size() == api.size() || url[api.size()] == '/' || url[api.size()] == '?';
 }
 
+// Runs on the network thread so that parsing large answers never holds the main queue.
 Outcome interpret(platform::HttpResult result) {
     Outcome outcome;
     outcome.response = std::move(result.response);
