@@ -190,19 +190,28 @@ export function createService(options = {}) {
   metrics.countReachableDevices(sockets.reachableDeviceCount);
   const throttle = options.signInThrottle ?? new SignInThrottle({ counters: state?.counters?.() });
   registerRoutes(app, signInRoutes(store, throttle, { isSecure }), PARAM_ERRORS, { shared });
+  // Routes of which every client address may make at most `perMinute` requests a minute in all
+  // (0: any number).
+  const registerLimited = (routes, perMinute, extra) => app.register(async (api) => {
+    if (perMinute > 0) {
+      await api.register(fastifyRateLimit, {
+        max: perMinute,
+        timeWindow: '1 minute',
+        errorResponseBuilder: (request, context) =>
+          new HttpError(429, `Too many requests; try again in ${Math.ceil(context.ttl / 1000)} seconds`),
+      });
+    }
+    registerRoutes(api, routes, PARAM_ERRORS, { shared, ...extra });
+  });
   // The device API is open to anyone who can reach the service; what one address, and one
   // device from anywhere, may ask is bounded.
   const deviceRate = options.deviceRateLimit ?? DEFAULT_DEVICE_RATE_LIMIT;
-  const perAddress = deviceRate > 0 ? new RateLimiter({ limit: deviceRate }) : undefined;
   const limits = deviceRate > 0 ? {
     perDevice: new RateLimiter({ limit: Math.max(1, Math.floor(deviceRate / PER_DEVICE_SHARE)) }),
     sessions: new RateLimiter({ limit: SESSIONS_PER_DEVICE_MINUTE }),
     newDevices: new RateLimiter({ limit: NEW_DEVICES_PER_ADDRESS_HOUR, windowMs: 60 * 60 * 1000 }),
   } : {};
-  registerRoutes(app, deviceRoutes(store, { limits, shared }), PARAM_ERRORS, {
-    shared,
-    onRequest: async (request) => perAddress?.take(request.ip),
-  });
+  registerLimited(deviceRoutes(store, { limits, shared }), deviceRate);
   // Everything else an agent does needs a signed-in agent, and a runaway script or a stolen
   // cookie cannot hammer it.
   const requireAgent = async (request) => {
@@ -214,19 +223,7 @@ export function createService(options = {}) {
     }
     if (!request.agent) throw unauthorized();
   };
-  const rateLimit = options.agentRateLimit ?? DEFAULT_AGENT_RATE_LIMIT;
-  app.register(async (agentApi) => {
-    await agentApi.register(fastifyRateLimit, {
-      global: false,
-      errorResponseBuilder: (request, context) =>
-        new HttpError(429, `Too many requests; try again in ${Math.ceil(context.ttl / 1000)} seconds`),
-    });
-    registerRoutes(agentApi, agentRoutes(store, sockets), PARAM_ERRORS, {
-      shared,
-      onRequest: requireAgent,
-      config: rateLimit > 0 ? { rateLimit: { max: rateLimit, timeWindow: '1 minute' } } : {},
-    });
-  });
+  registerLimited(agentRoutes(store, sockets), options.agentRateLimit ?? DEFAULT_AGENT_RATE_LIMIT, { onRequest: requireAgent });
   serveConsole(app, { dir: options.consoleDir });
   // For load balancers and monitoring; both say nothing about any one device or session.
   app.get('/healthz', async (request, reply) => {

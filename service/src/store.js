@@ -32,6 +32,7 @@ export class Store extends EventEmitter {
   #devices = new Map(); // id -> device, in first-registration order
   #tokens = new Map(); // bearer token -> { channel, id }
   #credentials = new Map(); // credential hash -> device id
+  #waiting = new Map(); // device id -> ids of the pending sessions it asked for, oldest first
   #codes;
   #baseUrl;
   #nextRegistration;
@@ -121,9 +122,9 @@ export class Store extends EventEmitter {
   // A session the device known by `device` asks for (the user wants help).
   createSessionForDevice(device) {
     // The oldest of its waiting sessions make way, so one device cannot pile them up.
-    const waiting = [...this.#sessions.values()].filter((s) => s.ownerDeviceId === device.id && s.state === 'pending');
-    for (const old of waiting.slice(0, Math.max(0, waiting.length - MAX_PENDING_PER_DEVICE + 1))) {
-      this.#commitSession({ ...old, ...this.#ended() }, 'updated');
+    const waiting = [...(this.#waiting.get(device.id) ?? [])];
+    for (const id of waiting.slice(0, Math.max(0, waiting.length - MAX_PENDING_PER_DEVICE + 1))) {
+      this.#commitSession({ ...this.#sessions.get(id), ...this.#ended() }, 'updated');
     }
     return this.createSession({ ownerDeviceId: device.id });
   }
@@ -185,7 +186,7 @@ export class Store extends EventEmitter {
       if (customData !== undefined) next.customData = customData;
       next.state = 'active';
     } else {
-      Object.assign(next, this.#ended(state));
+      Object.assign(next, this.#ended());
     }
     return this.#commitSession(next, 'updated');
   }
@@ -368,29 +369,43 @@ export class Store extends EventEmitter {
   #adoptSession(session) {
     const old = this.#sessions.get(session.id);
     if (isOlder(session, old)) return;
-    if (old) this.#forgetSession(old);
-    this.#sessions.set(session.id, session);
+    if (old) this.#unindexSession(old);
+    this.#sessions.set(session.id, session); // a known id keeps its place in creation order
     this.#codes.restore(session.code, session.id, session.state !== 'ended');
     for (const channel of SESSION_CHANNELS) this.#tokens.set(session[`${channel}Token`], { channel, id: session.id });
+    if (session.state === 'pending' && session.ownerDeviceId !== undefined) {
+      const waiting = this.#waiting.get(session.ownerDeviceId) ?? new Set();
+      this.#waiting.set(session.ownerDeviceId, waiting.add(session.id));
+    }
   }
 
   #forgetSession(session) {
     this.#sessions.delete(session.id);
+    this.#unindexSession(session);
+  }
+
+  #unindexSession(session) {
     for (const channel of SESSION_CHANNELS) this.#tokens.delete(session[`${channel}Token`]);
     this.#codes.forget(session.code, session.id);
+    const waiting = this.#waiting.get(session.ownerDeviceId);
+    if (waiting?.delete(session.id) && waiting.size === 0) this.#waiting.delete(session.ownerDeviceId);
   }
 
   #adoptDevice(device) {
     const old = this.#devices.get(device.id);
     if (isOlder(device, old)) return;
-    if (old) this.#forgetDevice(old);
-    this.#devices.set(device.id, device);
+    if (old) this.#unindexDevice(old);
+    this.#devices.set(device.id, device); // a known id keeps its place in registration order
     this.#tokens.set(device.notificationToken, { channel: 'notification', id: device.id });
     if (device.credentialHash !== undefined) this.#credentials.set(device.credentialHash, device.id);
   }
 
   #forgetDevice(device) {
     this.#devices.delete(device.id);
+    this.#unindexDevice(device);
+  }
+
+  #unindexDevice(device) {
     this.#tokens.delete(device.notificationToken);
     if (device.credentialHash !== undefined) this.#credentials.delete(device.credentialHash);
   }

@@ -29,6 +29,7 @@ const connect = async (ctx, options) => {
 test('a device on one instance and an agent on another share sessions, sign-ins and the live stream', async () => {
   // Signed in on A; B takes the cookie at once.
   const dana = { cookie: a.signedIn('Eli') };
+  await a.service.store.shared.written(); // as the sign-in route does before it answers
   assert.equal((await b.api('GET', '/api/1/agent/devices', undefined, dana)).status, 200);
 
   const device = await a.registerDevice('C1', { device: { model: 'm' } });

@@ -1,3 +1,5 @@
+import { ExpiringCounts } from '../expiring-counts.js';
+
 // Sign-in attempts, per client address and per account name. Every attempt is counted before its
 // password is checked, so attempts sent all at once are judged one by one as they arrive:
 // - from one address, after SLOW_AFTER attempts within the window each further one is answered
@@ -18,7 +20,7 @@ export class SignInThrottle {
   #counters;
 
   constructor({ counters, now = () => Date.now() } = {}) {
-    this.#counters = counters ?? new MemoryCounters({ now });
+    this.#counters = counters ?? new ExpiringCounts({ renew: true, now });
   }
 
   // Counts an attempt: { retryAfterMs } when it is refused, else { wait } (ms to delay the answer).
@@ -33,40 +35,5 @@ export class SignInThrottle {
 
   async succeeded(address, name) {
     await Promise.all([this.#counters.undo(`ip:${address}`), this.#counters.clear(`name:${name}`)]);
-  }
-}
-
-// Counts that expire a window after their last increment, kept in this process only. At most
-// MAX_KEYS are tracked; past that, the oldest go first.
-const MAX_KEYS = 100_000;
-
-export class MemoryCounters {
-  #counts = new Map(); // key -> { count, expiresAt }, least recently counted first
-  #now;
-
-  constructor({ now = () => Date.now() } = {}) {
-    this.#now = now;
-  }
-
-  add(key, windowMs) {
-    const now = this.#now();
-    const entry = this.#counts.get(key);
-    const count = entry && entry.expiresAt > now ? entry.count + 1 : 1;
-    this.#counts.delete(key);
-    this.#counts.set(key, { count, expiresAt: now + windowMs });
-    for (const [oldest, { expiresAt }] of this.#counts) {
-      if (expiresAt > now && this.#counts.size <= MAX_KEYS) break;
-      this.#counts.delete(oldest);
-    }
-    return count;
-  }
-
-  undo(key) {
-    const entry = this.#counts.get(key);
-    if (entry && entry.count > 0) entry.count -= 1;
-  }
-
-  clear(key) {
-    this.#counts.delete(key);
   }
 }

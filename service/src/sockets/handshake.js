@@ -46,7 +46,7 @@ export function authenticate(store, log, shared) {
   };
 }
 
-export const DEVICE_CREDENTIAL_HEADER = 'X-HalvoraDeviceCredential';
+const DEVICE_CREDENTIAL_HEADER = 'X-HalvoraDeviceCredential';
 
 function deviceCredential(handshake) {
   const value = handshake.headers?.[DEVICE_CREDENTIAL_HEADER.toLowerCase()];

@@ -76,8 +76,8 @@ export function createSocketServer({ server, store, log, metrics, shared, allowR
     // A device or console that just connected may have missed changes since it last fetched
     // the session over REST, so it starts from the current record.
     if (access.channel === 'control') socket.emit('session', store.getSession(access.sessionId));
-    if (access.channel === 'agent') socket.emit('session', agentSessionRecord(store.getSession(access.sessionId)));
     if (access.channel === 'agent') {
+      socket.emit('session', agentSessionRecord(store.getSession(access.sessionId)));
       const replayed = latest.replay(access.sessionId);
       for (const [event, record] of replayed) socket.emit(event, record);
       // Nothing to show yet: ask the device for its picture rather than wait for a change.

@@ -107,12 +107,16 @@ export class RedisState {
   }
 
   // The records one key names, as Redis has them now: { sessions: [...], devices: [...],
-  // logins: [...] }. `kind` is 'session' or 'device' (by id), 'code', 'token' (a bearer token),
+  // logins: [...], agents: [...] }. `kind` is 'session' or 'device' (by id), 'code', 'token' (a bearer token),
   // 'credential' (a device's) or 'login' (a sign-in cookie). Asked on the connection the writes
   // go on, so it comes back after this instance's own writes.
   async lookUp(kind, key) {
     if (kind === 'session' || kind === 'device') return { [`${kind}s`]: await this.#records(`${kind}s`, key) };
-    if (kind === 'login') return { logins: await this.#records('logins', digest(key)) };
+    if (kind === 'login') {
+      // The account too: it may be as new as the sign-in.
+      const logins = await this.#records('logins', digest(key));
+      return { logins, agents: logins.length > 0 ? await this.#records('agents', logins[0].agentId) : [] };
+    }
     if (kind === 'code') {
       const sessions = await this.#records('sessions', await this.#client.hGet(CODES, key));
       return { sessions: sessions.filter((session) => session.code === key) };
