@@ -1,7 +1,9 @@
 #pragma once
-// Hands the agent's key presses to the view with the keyboard focus in the key window: a text
-// input types, deletes or moves its caret; any other view offers the key to the extension for
-// its class and passes it to its superview.
+// Hands the agent's key presses to the view with the keyboard focus in the key window. On a
+// toolkit that delivers input events itself, they become its key events (after the extensions of
+// that view and its ancestors were offered them). Otherwise a text input types, deletes or moves
+// its caret; any other view offers the key to the extension for its class and passes it to its
+// superview.
 
 #include "halvora/agent_events.h"
 

@@ -27,9 +27,10 @@ struct HLVTouchInjector::State {
 };
 
 HLVTouchInjector::HLVTouchInjector(WindowFilter isTouchable)
-    : isTouchable_(std::move(isTouchable)), state_(std::make_shared<State>()) {}
+    : isTouchable_(isTouchable), delivered_(std::move(isTouchable)), state_(std::make_shared<State>()) {}
 
 void HLVTouchInjector::inject(const HLVTouchEvent& event) {
+    if (auto* delivery = platform::application().inputDelivery()) return delivered_.inject(event, *delivery);
     if (event.isStart()) onTouchStart(event);
     if (event.isMove()) onTouchMove(event);
     if (event.isEnd()) onTouchEnd(event);
@@ -98,6 +99,7 @@ void HLVTouchInjector::onTouchEnd(const HLVTouchEvent& event) {
 }
 
 void HLVTouchInjector::cancelAll() {
+    delivered_.cancelAll(platform::application().inputDelivery());
     auto active = std::move(state_->active);
     state_->active.clear();
     for (const auto& [id, touch] : active) {
@@ -106,6 +108,6 @@ void HLVTouchInjector::cancelAll() {
     }
 }
 
-std::size_t HLVTouchInjector::activeTouchCount() const { return state_->active.size(); }
+std::size_t HLVTouchInjector::activeTouchCount() const { return state_->active.size() + delivered_.activeCount(); }
 
 }  // namespace halvora

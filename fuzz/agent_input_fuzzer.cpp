@@ -2,9 +2,13 @@
 // parsers and the injectors onto a small view tree (scroll views, cells, controls, text inputs)
 // on a manual clock: any identifier type, unknown states, points off the screen or unreadable,
 // a release that never comes. Nothing may crash, and no touch or timer may outlive the input.
+// Inputs whose first byte is odd go to a toolkit that delivers input events itself: there, a
+// pointer's moves and releases only ever follow its press, and the mouse is pressed once at most.
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "control/key_press_injector.h"
@@ -17,6 +21,36 @@ namespace {
 using halvora::platform::Rect;
 using halvora::platform::ViewRole;
 using halvora::testing::FakeView;
+
+// Checks what the library delivers against what a window system could produce.
+class CheckedDelivery final : public halvora::platform::InputDelivery {
+public:
+    bool deliverPointer(const halvora::platform::WindowRef& window, const halvora::platform::PointerInput& input) override {
+        using Phase = halvora::platform::PointerInput::Phase;
+        if (!window || !std::isfinite(input.position.x) || !std::isfinite(input.position.y)) __builtin_trap();
+        if (input.phase == Phase::press) {
+            if (held_) __builtin_trap();
+            held_ = input.id;
+        } else if (held_ != input.id) {
+            __builtin_trap();
+        } else if (input.phase == Phase::release) {
+            held_.reset();
+        }
+        return true;
+    }
+    void deliverWheel(const halvora::platform::WindowRef& window, halvora::platform::Point, halvora::platform::Point notches,
+                      halvora::platform::KeyModifiers) override {
+        if (!window || !(std::abs(notches.x) <= 20 && std::abs(notches.y) <= 20)) __builtin_trap();
+    }
+    void deliverKey(const halvora::platform::KeyInput& input) override {
+        if (input.key.empty() && input.code.empty()) __builtin_trap();
+    }
+    void cancelPointers() override { held_.reset(); }
+    bool held() const { return held_.has_value(); }
+
+private:
+    std::optional<int> held_;
+};
 
 struct World {
     std::shared_ptr<halvora::platform::ManualClock> clock = std::make_shared<halvora::platform::ManualClock>();
@@ -47,7 +81,9 @@ struct World {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static World world;
-    const auto records = halvora::Json::parse(data, data + size, nullptr, false);
+    static CheckedDelivery delivery;
+    world.ui->delivery = size > 0 && (data[0] & 1) ? &delivery : nullptr;
+    const auto records = halvora::Json::parse(data + (size > 0 ? 1 : 0), data + size, nullptr, false);
     if (records.is_discarded() || !records.is_array()) return 0;
     for (const auto& record : records) {
         if (auto event = halvora::agentEventFrom("touch", record)) {
@@ -59,6 +95,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     world.loop->advance(std::chrono::milliseconds(300));
     world.touches.cancelAll();
-    if (world.touches.activeTouchCount() != 0 || world.loop->pendingTimerCount() != 0) __builtin_trap();
+    if (world.touches.activeTouchCount() != 0 || world.loop->pendingTimerCount() != 0 || delivery.held()) __builtin_trap();
     return 0;
 }

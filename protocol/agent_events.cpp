@@ -1,5 +1,9 @@
 #include "halvora/agent_events.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
 #include "base/json_fields.h"
 #include "halvora/platform.h"
 #include "protocol/record_fields.h"
@@ -15,14 +19,65 @@ std::optional<HLVURL> HLVURL::from(const Json& value) {
     return record;
 }
 
+namespace {
+
+bool flag(const Json& record, const char* name) {
+    auto found = record.find(name);
+    return found != record.end() && found->is_boolean() && found->get<bool>();
+}
+
+// A whole number from 1 to 3 (a triple click at most); 0 for anything else.
+int clickCount(const Json& record, const char* name) {
+    auto found = record.find(name);
+    if (found == record.end() || !found->is_number_integer()) return 0;
+    const auto count = found->get<std::int64_t>();
+    return count >= 1 && count <= 3 ? static_cast<int>(count) : 0;
+}
+
+double notches(const Json& record, const char* name) {
+    constexpr double kMostNotches = 20;
+    auto value = floatField(record, name);
+    if (!value || !std::isfinite(*value)) return 0;
+    return std::clamp(*value, -kMostNotches, kMostNotches);
+}
+
+}  // namespace
+
+HLVModifiers HLVModifiers::from(const Json& record) {
+    return {flag(record, "ctrlKey"), flag(record, "shiftKey"), flag(record, "altKey"), flag(record, "metaKey")};
+}
+
 std::optional<HLVTouchEvent> HLVTouchEvent::from(const Json& value) {
-    if (!hasRecordType(value, "Touch")) return std::nullopt;
     HLVTouchEvent event;
+    if (hasRecordType(value, "Click")) {
+        event.kind = Kind::click;
+    } else if (hasRecordType(value, "Wheel")) {
+        event.kind = Kind::wheel;
+    } else if (!hasRecordType(value, "Touch")) {
+        return std::nullopt;
+    }
     event.id = rawField(value, "id");
     event.state = rawField(value, "state");
-    if (auto fraction = pointField(value)) event.fraction = *fraction;
+    if (auto fraction = pointField(value)) {
+        event.fraction = *fraction;
+        event.hasPosition = std::isfinite(fraction->x) && std::isfinite(fraction->y);
+    }
     const auto screen = platform::screen().bounds();
     event.position = {event.fraction.x * screen.width, event.fraction.y * screen.height};
+    const auto pointerType = stringField(value, "pointerType");
+    event.isFinger = pointerType && (*pointerType == "touch" || *pointerType == "pen");
+    if (event.kind == Kind::click) {
+        const auto button = stringField(value, "button");
+        if (button == "secondary") event.button = Button::secondary;
+        if (button == "middle") event.button = Button::middle;
+        event.clicks = clickCount(value, "count");
+        if (event.clicks == 0) event.clicks = 1;
+    } else if (event.kind == Kind::touch) {
+        event.clicks = clickCount(value, "clicks");
+    } else {
+        event.wheelNotches = {notches(value, "deltaX"), notches(value, "deltaY")};
+    }
+    event.modifiers = HLVModifiers::from(value);
     return event;
 }
 
@@ -32,6 +87,12 @@ std::optional<HLVKeyPress> HLVKeyPress::from(const Json& value) {
     press.key = rawField(value, "key");
     press.code = rawField(value, "code");
     press.state = rawField(value, "state");
+    const auto modifiers = HLVModifiers::from(value);
+    press.ctrlKey = modifiers.ctrlKey;
+    press.shiftKey = modifiers.shiftKey;
+    press.altKey = modifiers.altKey;
+    press.metaKey = modifiers.metaKey;
+    press.repeat = flag(value, "repeat");
     return press;
 }
 

@@ -14,6 +14,7 @@
 #include <atomic>
 
 #include "overlay/halvora_window.h"
+#include "qt/input_delivery.h"
 
 namespace halvora::qt {
 namespace {
@@ -135,8 +136,10 @@ bool OverlayItem::contains(const QPointF& point) const {
     return model_ && !model_->isHidden() && model_->hitTest({point.x(), point.y()});
 }
 
+// The banner is left out of the frames: the agent never sees it, so its pointer goes to what lies
+// under it.
 void OverlayItem::mousePressEvent(QMouseEvent* event) {
-    if (contains(event->position())) event->accept();
+    if (contains(event->position()) && !QuickInputDelivery::isAgentDevice(event->pointingDevice())) event->accept();
     else event->ignore();
 }
 
@@ -145,6 +148,7 @@ void OverlayItem::mouseReleaseEvent(QMouseEvent* event) {
 }
 
 void OverlayItem::touchEvent(QTouchEvent* event) {
+    if (QuickInputDelivery::isAgentDevice(event->pointingDevice())) return event->ignore();
     if (event->type() == QEvent::TouchEnd && model_ && !event->points().isEmpty() &&
         contains(event->points().first().position()))
         model_->statusBarTapped();

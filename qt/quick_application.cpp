@@ -9,6 +9,7 @@
 #include "halvora/platform.h"
 #include "qt/halvora_attached.h"
 #include "qt/idle_inhibitor.h"
+#include "qt/input_delivery.h"
 #include "qt/key_window.h"
 #include "qt/page_controller.h"
 #include "qt/quick_view.h"
@@ -64,7 +65,9 @@ std::string linkScheme() {
 
 
 QuickApplication::QuickApplication()
-    : maskOwner_(new QObject(QCoreApplication::instance())), idle_(new IdleInhibitor(QCoreApplication::instance())) {}
+    : maskOwner_(new QObject(QCoreApplication::instance())),
+      idle_(new IdleInhibitor(QCoreApplication::instance())),
+      input_(new QuickInputDelivery(QCoreApplication::instance())) {}
 
 QuickApplication::~QuickApplication() { delete linkHandler_.data(); }
 
@@ -126,6 +129,8 @@ platform::ViewRef QuickApplication::firstResponder() const {
     QQuickWindow* window = keyQuickWindow();
     return window ? viewFor(window->activeFocusItem()) : nullptr;
 }
+
+platform::InputDelivery* QuickApplication::inputDelivery() { return input_.data(); }
 
 std::vector<platform::ViewRef> QuickApplication::sensitiveViews() const {
     std::vector<platform::ViewRef> views;

@@ -11,6 +11,7 @@ class QObject;
 namespace halvora::qt {
 
 class IdleInhibitor;
+class QuickInputDelivery;
 
 class QuickApplication final : public platform::Application {
 public:
@@ -31,6 +32,8 @@ public:
 
     // The key window's item with the active focus.
     platform::ViewRef firstResponder() const override;
+    // The agent's pointer and keys as Qt's own input events (QuickInputDelivery).
+    platform::InputDelivery* inputDelivery() override;
 
     // The desktop's screen saver, held off over D-Bus where the session bus has it.
     void setIdleTimerDisabled(bool disabled) override;
@@ -57,6 +60,7 @@ public:
 private:
     QPointer<QObject> maskOwner_;
     QPointer<IdleInhibitor> idle_;
+    QPointer<QuickInputDelivery> input_;
     QPointer<QObject> linkHandler_;
 };
 

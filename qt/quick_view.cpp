@@ -119,7 +119,10 @@ QQuickItem* hitItem(QQuickItem* item, QPointF point) {
             if (QQuickItem* hit = hitItem(*child, item->mapToItem(*child, point))) return hit;
         }
     }
-    return inside ? item : nullptr;
+    // The popup layer of an ApplicationWindow covers the whole window for its popups and drawers:
+    // only what it shows is under a point, never the layer itself. Its class is private to Qt,
+    // hence the test by name.
+    return inside && !item->inherits("QQuickOverlay") ? item : nullptr;
 }
 
 }  // namespace

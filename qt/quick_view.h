@@ -1,8 +1,6 @@
 #pragma once
 // A View over a QQuickItem: a weak handle (QPointer) that turns harmless once the item is gone.
-// nativeHandle() is the item's address, so two handles of one item compare equal. It answers the
-// operations of whichever role its item has (quick_controls.cpp), through Qt's properties,
-// invokable methods and signals, so that the application's own handlers run.
+// nativeHandle() is the item's address, so two handles of one item compare equal.
 
 #include <QPointer>
 #include <QQuickItem>
@@ -14,14 +12,7 @@
 
 namespace halvora::qt {
 
-class QuickView final : public platform::View,
-                        public platform::Toggle,
-                        public platform::Stepper,
-                        public platform::SegmentedControl,
-                        public platform::Slider,
-                        public platform::ScrollView,
-                        public platform::CellContainer,
-                        public platform::TextInput {
+class QuickView final : public platform::View, public platform::Control {
 public:
     explicit QuickView(QQuickItem* item);
 
@@ -50,53 +41,15 @@ public:
     platform::Point convertFromWindow(platform::Point point) const override;
     platform::Point convertToWindow(platform::Point point) const override;
     bool pointInside(platform::Point point) const override;
-    // Skips what a finger cannot touch: invisible, disabled or transparent items, and the
-    // library's overlay. Children first (front to back), then the item itself.
+    // What responder extensions are offered the agent's touches for. Skips what a finger cannot
+    // touch: invisible, disabled or transparent items, and the library's overlay. Children first
+    // (front to back), then the item itself.
     platform::ViewRef hitTest(platform::Point point) override;
 
-    // Remote control (quick_controls.cpp): what each role does.
-    // A button's accessibility press: a click, as Qt's own accessibility performs it.
-    bool accessibilityActivate() override;
-    // A MouseArea itself, or TapHandlers on the item.
-    bool hasTapGesture() const override;
-    bool triggerTapGestures(platform::Point windowPoint) override;
-
+    // The library's own screens' buttons (quick_controls.cpp). The agent's input reaches items as
+    // Qt's own events (input_delivery.h), so no other role has operations here.
     Control* asControl() override;
-    Toggle* asToggle() override;
-    Stepper* asStepper() override;
-    SegmentedControl* asSegmentedControl() override;
-    platform::Slider* asSlider() override;
-    platform::ScrollView* asScrollView() override;
-    CellContainer* asCellContainer() override;
-    TextInput* asTextInput() override;
-
     void sendActions(platform::ControlEvent event) override;
-    bool isOn() const override;
-    void setOn(bool on, bool animated) override;
-    double value() const override;
-    double minimumValue() const override;
-    double maximumValue() const override;
-    double stepValue() const override;
-    void setValue(double value) override;
-    void setValue(double value, bool animated) override;
-    std::vector<double> segmentWidths() const override;
-    double dividerWidth() const override;
-    void setSelectedSegmentIndex(std::size_t index) override;
-    platform::Point contentOffset() const override;
-    void setContentOffset(platform::Point offset, bool animated) override;
-    platform::Point contentSize() const override;
-    platform::Insets contentInsets() const override;
-    bool bounces() const override;
-    void setCellHighlighted(const platform::ViewRef& cell, bool highlighted) override;
-    void selectCell(const platform::ViewRef& cell) override;
-    bool isSingleLine() const override;
-    void becomeFirstResponder() override;
-    std::size_t textLength() const override;
-    std::size_t closestPosition(platform::Point point) const override;
-    std::pair<std::size_t, std::size_t> selectedRange() const override;
-    void setSelectedRange(std::size_t start, std::size_t end) override;
-    void insertText(const std::string& text) override;
-    void deleteBackward() override;
 
     // Presentation (screen_presentation.cpp): the library's own screens.
     void setHidden(bool hidden) override;

@@ -26,6 +26,8 @@ Page {
         x: 16; y: 12; width: parent.width - 32; height: 44
         placeholderText: "Search products"
         onTextChanged: shop.say("search " + text)
+        // Enter opens the first match, as a shop's search does.
+        onAccepted: if (list.count > 0) list.itemAtIndex(0).clicked()
     }
 
     ListView {

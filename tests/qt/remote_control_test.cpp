@@ -1,6 +1,11 @@
-// The agent's touches and keys on real Qt Quick Controls, offscreen: each control's own handler
-// reports the change once, with the value a user's finger or keyboard would give.
+// The agent's pointer and keys on a page built as applications build them, offscreen: each
+// control acts as it would under the user's own mouse and keyboard, judged by the application's
+// own handlers.
+#include <QGuiApplication>
 #include <QTest>
+
+#include <cmath>
+#include <limits>
 
 #include "control/key_press_injector.h"
 #include "control/touch_injector.h"
@@ -10,36 +15,74 @@
 namespace halvora::qt::test {
 namespace {
 
-const QByteArray kControls = R"(
+const QByteArray kPage = R"(
 import QtQuick
 import QtQuick.Controls
-Window {
-    width: 400; height: 760
+import QtQuick.Controls.Basic as Basic
+import QtQuick.Controls.Fusion as Fusion
+import Halvora
+ApplicationWindow {
+    width: 800; height: 600
     property string log: ""
     function note(line) { log += line + ";" }
-    Column {
-        Button { objectName: "button"; text: "Add to cart"; onClicked: note("clicked") }
-        Switch { objectName: "switch"; onToggled: note("toggled " + checked) }
-        Slider { objectName: "slider"; width: 200; onMoved: note("moved") }
-        SpinBox { objectName: "spin"; value: 5; onValueModified: note("spin " + value) }
-        TabBar {
-            objectName: "tabs"; width: 300
-            onCurrentIndexChanged: note("tab " + currentIndex)
-            TabButton { text: "A" } TabButton { text: "B" } TabButton { objectName: "tabC"; text: "C" }
-        }
-        TextField { objectName: "field"; width: 200; onAccepted: note("accepted") }
-        MouseArea {
-            objectName: "card"; width: 200; height: 40; onClicked: note("card")
-            Label { objectName: "cardLabel"; text: "Open the card" }
-        }
-        ListView {
-            objectName: "list"; width: 400; height: 200; clip: true; model: 40
-            onCurrentIndexChanged: note("current " + currentIndex)
-            delegate: ItemDelegate {
-                objectName: "row" + index; width: 400; height: 40; text: "Row " + index
-                onClicked: note("row " + index)
+    Action { id: saveAction; text: "Save"; shortcut: "Ctrl+S"; onTriggered: note("save") }
+    Action { id: copyAction; text: "Copy"; onTriggered: note("copy") }
+    header: ToolBar {
+        Row {
+            ToolButton { objectName: "save"; action: saveAction }
+            ToolButton {
+                objectName: "edit"; text: "Edit"; onClicked: editMenu.open()
+                Menu { id: editMenu; objectName: "menu"; y: parent.height; MenuItem { objectName: "copy"; action: copyAction } }
             }
         }
+    }
+    Drawer { objectName: "drawer"; width: 200; height: parent.height; Label { text: "Navigation" } }
+    ResponderExtension {
+        viewClass: "Rectangle"
+        function touchEnded(item, x, y, touchCount) {
+            if (item.objectName !== "custom") return false
+            note("custom at " + Math.round(x)); return true
+        }
+        function keyDown(item, key, code) { if (key !== "q") return false; note(item.objectName + " took q"); return true }
+    }
+    Item {
+        anchors.fill: parent
+        ComboBox { objectName: "combo"; x: 40; y: 10; model: ["One", "Two", "Three"]; onActivated: (i) => note("combo " + i) }
+        Button {
+            objectName: "covered"; x: 40; y: 60; text: "Covered"; onClicked: note("covered")
+            MouseArea { anchors.fill: parent; acceptedButtons: Qt.NoButton; cursorShape: Qt.PointingHandCursor }
+        }
+        Rectangle {
+            objectName: "rightOnly"; x: 40; y: 110; width: 100; height: 40
+            TapHandler { acceptedButtons: Qt.RightButton; onTapped: note("right") }
+        }
+        Rectangle {
+            objectName: "card"; x: 40; y: 160; width: 200; height: 50
+            MouseArea { anchors.fill: parent; onClicked: note("card"); onDoubleClicked: note("card twice") }
+        }
+        Label { objectName: "cardLabel"; x: 50; y: 170; text: "Open the card" }
+        Rectangle { objectName: "custom"; x: 160; y: 110; width: 80; height: 40 }
+        Slider { objectName: "vertical"; x: 300; y: 10; height: 200; orientation: Qt.Vertical; to: 100 }
+        Slider { objectName: "stepped"; x: 360; y: 10; width: 300; to: 100; stepSize: 10; snapMode: Slider.SnapAlways }
+        Slider { objectName: "inverted"; x: 360; y: 60; width: 300; from: 100; to: 0 }
+        Basic.SpinBox { objectName: "basicSpin"; x: 360; y: 110; value: 5; onValueModified: note("basic " + value) }
+        Fusion.SpinBox { objectName: "fusionSpin"; x: 560; y: 110; value: 5; onValueModified: note("fusion " + value) }
+        Rectangle { objectName: "dragged"; x: 360; y: 170; width: 60; height: 40; color: "teal"; DragHandler {} }
+        Flickable {
+            objectName: "outer"; x: 40; y: 230; width: 250; height: 200; contentHeight: 800; clip: true
+            boundsBehavior: Flickable.StopAtBounds
+            Flickable {
+                objectName: "inner"; width: 250; height: 120; contentHeight: 300; clip: true
+                boundsBehavior: Flickable.StopAtBounds
+            }
+        }
+        TextField { objectName: "name"; x: 40; y: 450; width: 200; onAccepted: note("accepted " + text) }
+        TextField {
+            objectName: "amount"; x: 260; y: 450; width: 120
+            validator: IntValidator { bottom: 0; top: 999 }
+        }
+        TextArea { objectName: "notes"; x: 400; y: 420; width: 300; height: 100 }
+        Rectangle { objectName: "keys"; x: 700; y: 10; width: 10; height: 10; focus: true }
     }
 }
 )";
@@ -47,28 +90,45 @@ Window {
 class RemoteControlQtTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        window = showWindow(kControls);
+        window = showWindow(kPage);
         ASSERT_TRUE(window);
         window->setPosition(130, 70);  // the agent's points are the key window's, wherever it is
         ASSERT_TRUE(eventually([&] { return window->position() == QPoint(130, 70); }));
-        takeLog();  // the list's first current index
     }
-    // A point of an item, as the agent's fraction of what it sees: the key window.
-    void touch(const char* state, QQuickItem* item, QPointF local, const char* id = "agent") {
-        const QPointF scene = item->mapToScene(local);
-        const double x = scene.x() / window->width();
-        const double y = scene.y() / window->height();
-        injector.inject(*HLVTouchEvent::from(Json{{"type", "Touch"}, {"id", id}, {"state", state}, {"x", x}, {"y", y}}));
+    void TearDown() override { injector.cancelAll(); }
+
+    // The agent's pointer at a point of the window, as a fraction of what it sees.
+    void pointer(const char* state, QPointF scene, const char* id = "agent", Json extra = Json::object()) {
+        Json record{{"type", "Touch"}, {"id", id}, {"state", state}, {"x", scene.x() / window->width()},
+                    {"y", scene.y() / window->height()}};
+        record.update(extra);
+        injector.inject(*HLVTouchEvent::from(record));
     }
-    void tap(const char* name, double xFraction = 0.5) {
-        ASSERT_TRUE(window);
+    QPointF at(const char* name, double xFraction = 0.5, double yFraction = 0.5) {
         QQuickItem* item = child(window.get(), name);
-        const QPointF point(item->width() * xFraction, item->height() / 2);
-        touch("touchstart", item, point);
-        touch("touchend", item, point);
+        return item ? item->mapToScene({item->width() * xFraction, item->height() * yFraction}) : QPointF();
     }
-    void type(const char* key, const char* code) {
-        keys.inject(*HLVKeyPress::from(Json{{"type", "KeyPress"}, {"key", key}, {"code", code}, {"state", "keydown"}}));
+    // Clicks counted as the console counts them.
+    void tap(QPointF scene) {
+        pointer("touchstart", scene, "agent", {{"clicks", 1}});
+        pointer("touchend", scene);
+    }
+    void drag(QPointF from, QPointF by, int steps = 8) {
+        pointer("touchstart", from, "agent", {{"clicks", 1}});
+        for (int step = 1; step <= steps; ++step) pointer("touchmove", from + by * step / steps);
+        pointer("touchend", from + by);
+    }
+    void send(Json record) { injector.inject(*HLVTouchEvent::from(record)); }
+    void key(const char* keyName, const char* code, Json modifiers = Json::object()) {
+        Json record{{"type", "KeyPress"}, {"key", keyName}, {"code", code}, {"state", "keydown"}};
+        record.update(modifiers);
+        keys.inject(*HLVKeyPress::from(record));
+    }
+    void type(const QString& text) {
+        for (const QChar character : text) key(QString(character).toUtf8().constData(), "");
+    }
+    double number(const char* name, const char* property) {
+        return child(window.get(), name)->property(property).toDouble();
     }
     std::string takeLog() {
         const QString log = window->property("log").toString();
@@ -81,193 +141,142 @@ protected:
     HLVKeyPressInjector keys;
 };
 
-TEST_F(RemoteControlQtTest, TapsPressButtonsToggleSwitchesStepSpinBoxesAndSelectTabs) {
-    tap("button");
-    tap("switch");
-    tap("spin", 0.9);  // the right half steps up
-    tap("tabC");
-    tap("cardLabel");  // the label cannot act: the MouseArea around it does
-    EXPECT_EQ(takeLog(), "clicked;toggled true;spin 6;tab 2;card;");
-    EXPECT_TRUE(child(window.get(), "switch")->property("checked").toBool());
-}
+// A press and release, a drag and a click, each where a user would make it, with a Drawer in
+// the window all along: Qt's own delivery picks the item.
+TEST_F(RemoteControlQtTest, PointerActsAsTheUsersMouse) {
+    tap(at("save"));  // an Action-bound ToolButton triggers its Action
+    tap(at("edit"));
+    QQuickItem* copy = child(window.get(), "copy");
+    ASSERT_TRUE(eventually([&] { return window->findChild<QObject*>("menu")->property("opened").toBool(); }));
+    tap(copy->mapToScene({copy->width() / 2, copy->height() / 2}));
+    tap(at("combo"));
+    ASSERT_TRUE(eventually([&] { return child(window.get(), "combo")->property("popup").value<QObject*>()->property("opened").toBool(); }));
+    auto* list = child(window.get(), "combo")->property("popup").value<QObject*>()->property("contentItem").value<QQuickItem*>();
+    QQuickItem* second = nullptr;
+    QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem*, second), Q_ARG(int, 1));
+    ASSERT_TRUE(second);
+    tap(second->mapToScene({second->width() / 2, second->height() / 2}));
+    tap(at("covered"));     // a cursor-only MouseArea over it takes no button
+    tap(at("rightOnly"));   // a plain tap is no right click
+    send({{"type", "Click"}, {"id", "c"}, {"button", "secondary"}, {"x", at("rightOnly").x() / 800}, {"y", at("rightOnly").y() / 600}});
+    tap(at("cardLabel"));  // the label lies over the card: the card's MouseArea takes it
+    pointer("touchstart", at("card"), "agent", {{"clicks", 1}});
+    pointer("touchend", at("card"));
+    pointer("touchstart", at("card"), "agent", {{"clicks", 2}});
+    pointer("touchend", at("card"));  // a double click's release clicks no more
+    tap(at("custom"));  // a responder extension is offered the touch first
+    EXPECT_EQ(takeLog(), "save;copy;combo 1;covered;right;card;card;card twice;custom at 40;");
 
-TEST_F(RemoteControlQtTest, SliderFollowsTheDragAndAListScrollsOrSelectsItsRow) {
-    QQuickItem* slider = child(window.get(), "slider");
-    touch("touchstart", slider, {slider->width() * 0.25, 10});
-    QTest::qWait(300);
-    touch("touchmove", slider, {slider->width() * 2, 10});  // far past the end
-    touch("touchend", slider, {slider->width() * 2, 10});
-    EXPECT_DOUBLE_EQ(slider->property("value").toDouble(), 1.0);
-    EXPECT_EQ(takeLog(), "moved;moved;moved;");  // began, moved, ended
+    // Sliders take their value along their own axis, direction and steps.
+    tap(at("vertical", 0.5, 0.25));
+    EXPECT_NEAR(number("vertical", "value"), 75, 8);
+    tap(at("stepped", 0.34));
+    EXPECT_EQ(number("stepped", "value"), 30);
+    tap(at("inverted", 0.25));
+    EXPECT_NEAR(number("inverted", "value"), 75, 8);
+    // Spin boxes step by their arrows, wherever their style puts them.
+    for (const char* spin : {"basicSpin", "fusionSpin"}) {
+        for (const char* arrow : {"up", "down", "down"}) {
+            auto* indicator = child(window.get(), spin)->property(arrow).value<QObject*>()->property("indicator").value<QQuickItem*>();
+            ASSERT_TRUE(indicator);
+            tap(indicator->mapToScene({indicator->width() / 2, indicator->height() / 2}));
+        }
+    }
+    EXPECT_EQ(takeLog(), "basic 6;basic 5;basic 4;fusion 6;fusion 5;fusion 4;");
 
-    QQuickItem* list = child(window.get(), "list");
-    tap("row2");
-    EXPECT_EQ(list->property("currentIndex").toInt(), 2);
-    EXPECT_EQ(takeLog(), "current 2;row 2;");
-    // The row shows the user's own presses again afterwards.
-    QQuickItem* row = child(window.get(), "row2");
-    QTest::mousePress(window.get(), Qt::LeftButton, {}, row->mapToScene({10, 10}).toPoint());
-    EXPECT_TRUE(row->property("down").toBool());
-    QTest::mouseRelease(window.get(), Qt::LeftButton, {}, row->mapToScene({10, 10}).toPoint());
-    takeLog();
-
-    // A quick drag scrolls the list by the distance dragged and presses nothing.
-    touch("touchstart", list, {200, 180});
-    for (int y = 160; y >= 60; y -= 20) touch("touchmove", list, {200, static_cast<double>(y)});
-    touch("touchend", list, {200, 60});
-    EXPECT_NEAR(list->property("contentY").toDouble() - list->property("originY").toDouble(), 120, 0.5);
+    // A DragHandler follows the drag; nested Flickables hand on what the inner one cannot take;
+    // the wheel scrolls what lies under the pointer.
+    drag(at("dragged"), {100, 30});
+    EXPECT_NEAR(number("dragged", "x"), 460, 1);
+    EXPECT_NEAR(number("dragged", "y"), 200, 1);
+    drag(at("outer", 0.5, 0.3), {0, -100});
+    EXPECT_GT(number("inner", "contentY"), 50);
+    ASSERT_TRUE(eventually([&] { return !child(window.get(), "inner")->property("moving").toBool(); }));
+    const double outerBefore = number("outer", "contentY");
+    const QPointF below = at("outer", 0.5, 0.9);  // under the inner list: only the outer one scrolls
+    send({{"type", "Wheel"}, {"id", "w"}, {"deltaY", 3}, {"x", below.x() / 800}, {"y", below.y() / 600}});
+    ASSERT_TRUE(eventually([&] { return number("outer", "contentY") > outerBefore + 20; }));
     EXPECT_EQ(takeLog(), "");
     EXPECT_EQ(injector.activeTouchCount(), 0u);
 }
 
-TEST_F(RemoteControlQtTest, KeysTypeIntoTheFocusedFieldAtTheCaret) {
-    QQuickItem* field = child(window.get(), "field");
-    field->setProperty("text", "ac");
-    QQuickItem* fieldItem = field;
-    // A tap between the two letters focuses the field and puts the caret there.
-    QRectF second;
-    QMetaObject::invokeMethod(fieldItem, "positionToRectangle", Q_RETURN_ARG(QRectF, second), Q_ARG(int, 1));
-    touch("touchstart", field, {second.x() + 0.5, field->height() / 2});
-    touch("touchend", field, {second.x() + 0.5, field->height() / 2});
-    ASSERT_TRUE(field->hasActiveFocus());
-    EXPECT_EQ(field->property("cursorPosition").toInt(), 1);
+// Keys arrive as the keyboard's: fields accept on Enter, the focus moves on Tab and back on
+// Shift+Tab, shortcuts act, emoji are typed whole and deleted whole, validators refuse.
+TEST_F(RemoteControlQtTest, KeysActAsTheUsersKeyboard) {
+    QQuickItem* name = child(window.get(), "name");
+    QQuickItem* amount = child(window.get(), "amount");
+    QQuickItem* notes = child(window.get(), "notes");
+    key("q", "KeyQ");  // the focused item's extension is offered the key first
+    tap(at("name"));
+    ASSERT_TRUE(name->hasActiveFocus());
+    type("Wool socks");
+    key("Enter", "Enter");
+    key("a", "KeyA", {{"ctrlKey", true}});
+    type("Tea");
+    key("😀", "");
+    key("🙂", "");
+    key("Backspace", "Backspace");
+    EXPECT_EQ(name->property("text").toString(), QString::fromUtf8("Tea😀"));
+    key("Tab", "Tab");
+    ASSERT_TRUE(amount->hasActiveFocus());
+    type("12x3");  // the validator refuses the letter, and the caret stays after what it kept
+    EXPECT_EQ(amount->property("text").toString(), "123");
+    EXPECT_EQ(amount->property("cursorPosition").toInt(), 3);
+    key("Tab", "Tab", {{"shiftKey", true}});
+    EXPECT_TRUE(name->hasActiveFocus());
+    key("s", "KeyS", {{"ctrlKey", true}});  // the Action's shortcut
+    key("End", "End");
+    key("ArrowLeft", "ArrowLeft");
+    key("Delete", "Delete");
+    EXPECT_EQ(name->property("text").toString(), "Tea");
 
-    type("b", "KeyB");
-    type("x", "KeyX");
-    type("Backspace", "Backspace");
-    type("ArrowRight", "ArrowRight");
-    type("!", "Digit1");
-    EXPECT_EQ(field->property("text").toString(), "abc!");
+    tap(at("notes", 0.9, 0.2));
+    ASSERT_TRUE(notes->hasActiveFocus());
+    type("one");
+    key("Enter", "Enter");  // a TextArea takes a new line
+    type("two");
+    EXPECT_EQ(notes->property("text").toString(), "one\ntwo");
+    EXPECT_EQ(takeLog(), "keys took q;accepted Wool socks;save;");
 }
 
-const QByteArray kCustom = R"(
-import QtQuick
-import QtQuick.Controls
-import Halvora
-Window {
-    width: 400; height: 700
-    property string log: ""
-    function note(line) { log += line + ";" }
-    ResponderExtension {
-        viewClass: "Rectangle"
-        function touchEnded(item, x, y, touchCount) { note(item.objectName + " at " + Math.round(x) + " of " + touchCount); return true }
-        function keyDown(item, key, code) { if (key !== "q") return false; note(item.objectName + " took " + key); return true }
-    }
-    Rectangle {
-        objectName: "card"; width: 200; height: 100; color: "#dddddd"
-        Label { objectName: "cardLabel"; x: 10; y: 10; width: 100; text: "A custom card" }
-        Item { objectName: "keys"; focus: true }
-    }
-    Button { objectName: "button"; y: 120; text: "Pay"; onClicked: note("clicked") }
-    Flickable {
-        objectName: "outer"; y: 200; width: 400; height: 300; contentHeight: 1000
-        boundsBehavior: Flickable.StopAtBounds
-        Flickable {
-            objectName: "inner"; width: 400; height: 200; contentHeight: 380
-            boundsBehavior: Flickable.StopAtBounds
-        }
-    }
-    TextArea { objectName: "area"; y: 520; width: 400; height: 80; text: "line one" }
-}
-)";
+// Around Qt's delivery: the user's own pointer wins, a pointer never lifted lets go without
+// clicking at the end, and nonsense from the agent does no harm.
+TEST_F(RemoteControlQtTest, UserWinsAndStrayPointersDoNoHarm) {
+    QQuickItem* covered = child(window.get(), "covered");
+    const QPoint userPoint = at("card").toPoint();
+    QTest::mousePress(window.get(), Qt::LeftButton, {}, userPoint);
+    tap(at("covered"));  // dropped: the user is pressing
+    QTest::mouseRelease(window.get(), Qt::LeftButton, {}, userPoint);
+    EXPECT_EQ(takeLog(), "card;");
 
-TEST_F(RemoteControlQtTest, QmlExtensionsNestedFlickablesTwoPointersAndTextAreas) {
-    window = showWindow(kCustom);
-    ASSERT_TRUE(window);
+    pointer("touchstart", at("covered"));
+    EXPECT_TRUE(covered->property("pressed").toBool());
+    QTest::mouseClick(window.get(), Qt::LeftButton, {}, userPoint);  // the user's press lets go of the agent's
+    EXPECT_FALSE(covered->property("pressed").toBool());
+    pointer("touchend", at("covered"));
+    EXPECT_EQ(takeLog(), "card;");
 
-    // The label has no behaviour: the tap climbs to the card, whose QML extension takes it.
-    tap("cardLabel", 0.1);
-    child(window.get(), "keys")->forceActiveFocus();
-    type("q", "KeyQ");
-    type("z", "KeyZ");  // not taken: it climbs on and nothing else wants it
-    EXPECT_EQ(takeLog(), "card at 20 of 1;card took q;");
+    // A session that ends with the agent's button held: nothing is clicked.
+    pointer("touchstart", at("covered"));
+    injector.cancelAll();
+    EXPECT_FALSE(covered->property("pressed").toBool());
+    EXPECT_EQ(injector.activeTouchCount(), 0u);
 
-    // While a second pointer is down, the button's release presses nothing.
-    QQuickItem* button = child(window.get(), "button");
-    touch("touchstart", button, {10, 10}, "a");
-    touch("touchstart", child(window.get(), "card"), {10, 10}, "b");
-    touch("touchend", button, {10, 10}, "a");
-    touch("touchend", child(window.get(), "card"), {10, 10}, "b");
-    EXPECT_EQ(takeLog(), "card at 10 of 1;");  // b ends alone
-
-    // Dragging up 300 points: the inner list scrolls to its end (180), then hands the rest on.
-    QQuickItem* inner = child(window.get(), "inner");
-    QQuickItem* screen = window->contentItem();  // the finger moves on the screen, not with the lists
-    touch("touchstart", screen, {200, 390});
-    for (int step = 1; step <= 10; ++step) touch("touchmove", screen, {200, 390.0 - 30 * step});
-    touch("touchend", screen, {200, 90});
-    EXPECT_NEAR(inner->property("contentY").toDouble(), 180, 0.01);
-    EXPECT_NEAR(child(window.get(), "outer")->property("contentY").toDouble(), 120, 0.01);
-
-    QQuickItem* area = child(window.get(), "area");
-    tap("area", 0.99);
-    ASSERT_TRUE(area->hasActiveFocus());
-    type("!", "Digit1");
-    EXPECT_EQ(area->property("text").toString(), "line one!");
-}
-
-const QByteArray kMoreControls = R"(
-import QtQuick
-import QtQuick.Controls
-Window {
-    width: 400; height: 700
-    property string log: ""
-    function note(line) { log += line + ";" }
-    Column {
-        RangeSlider {
-            objectName: "range"; width: 200; from: 0; to: 1; first.value: 0.2; second.value: 0.8
-            first.onMoved: note("first " + first.value.toFixed(2))
-            second.onMoved: note("second " + second.value.toFixed(2))
-        }
-        Tumbler {
-            objectName: "tumbler"; model: 10; height: 120; visibleItemCount: 3; wrap: false
-            onCurrentIndexChanged: note("tumbler " + currentIndex)
-        }
-        Tumbler {
-            objectName: "wheel"; model: 10; height: 120; visibleItemCount: 3
-            onCurrentIndexChanged: note("wheel " + currentIndex)
-        }
-        GridView {
-            objectName: "grid"; width: 300; height: 100; cellWidth: 100; cellHeight: 50; model: 6
-            delegate: ItemDelegate { objectName: "cell" + index; width: 100; height: 50; text: index; onClicked: note("cell " + index) }
-        }
-        ToolBar {
-            width: 400
-            ToolButton { objectName: "tool"; text: "Menu"; onClicked: note("tool") }
-        }
-        Rectangle {
-            objectName: "tapTarget"; width: 100; height: 40
-            TapHandler { onTapped: (point) => note("tapped at " + Math.round(point.scenePosition.x)) }
-        }
-    }
-}
-)";
-
-TEST_F(RemoteControlQtTest, RangeSlidersTumblersGridsToolBarsAndTapHandlers) {
-    window = showWindow(kMoreControls);
-    ASSERT_TRUE(window);
-    takeLog();
-    tap("range", 0.3);  // nearer the first handle; the press and the release each report
-    tap("range", 0.95);
-    QQuickItem* tumbler = child(window.get(), "tumbler");
-    touch("touchstart", tumbler, {tumbler->width() / 2, 100});
-    touch("touchend", tumbler, {tumbler->width() / 2, 100});
-    // A wrapping Tumbler spins, its current item following the wheel as a finger's drag would:
-    // dragged up by two items (40 points each) it stops at 2, then down by three it wraps to 9.
-    QQuickItem* wheel = child(window.get(), "wheel");
-    QQuickItem* screen = window->contentItem();
-    const QPointF middle = wheel->mapToScene({wheel->width() / 2, 60});
-    touch("touchstart", screen, middle);
-    for (int step = 1; step <= 8; ++step) touch("touchmove", screen, middle - QPointF(0, 10 * step));
-    touch("touchend", screen, middle - QPointF(0, 80));
-    touch("touchstart", screen, middle);
-    for (int step = 1; step <= 10; ++step) touch("touchmove", screen, middle + QPointF(0, 12 * step));
-    touch("touchend", screen, middle + QPointF(0, 120));
-    tap("cell4");
-    tap("tool");
-    tap("tapTarget", 0.25);
-    EXPECT_EQ(takeLog(), "first 0.30;first 0.30;second 0.95;second 0.95;tumbler 1;"
-                         "wheel 1;wheel 2;wheel 1;wheel 0;wheel 9;cell 4;tool;tapped at 25;");
+    // Ten pointers, unknown ids, points that are not numbers or lie off the screen, and a burst of
+    // a thousand moves: one mouse acts, the rest are dropped, and no control fires.
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    for (int id = 0; id < 10; ++id) pointer("touchstart", {410.0 + id, 300}, std::to_string(id).c_str());
+    pointer("touchmove", {5, 5}, "unknown");
+    pointer("touchend", {5, 5}, "unknown");
+    send({{"type", "Touch"}, {"id", "nan"}, {"state", "touchstart"}, {"x", nan}, {"y", 0.5}});
+    send({{"type", "Touch"}, {"id", "far"}, {"state", "touchstart"}, {"x", -3.0}, {"y", 40.0}});
+    for (int move = 0; move < 1000; ++move) pointer("touchmove", {410.0 + move % 50, 300}, "0");
+    EXPECT_EQ(injector.activeTouchCount(), 1u);
+    for (int id = 0; id < 10; ++id) pointer("touchend", {410, 300}, std::to_string(id).c_str());
+    EXPECT_EQ(injector.activeTouchCount(), 0u);
+    EXPECT_EQ(takeLog(), "");
+    tap(at("covered"));  // and the agent's mouse still works
+    EXPECT_EQ(takeLog(), "covered;");
 }
 
 }  // namespace

@@ -175,6 +175,9 @@ public:
     platform::ViewControllerRef topViewController() const override { return top; }
     platform::ViewRef firstResponder() const override { return focused; }
     platform::ViewRef focused;
+    // A toolkit that delivers input events itself, when set.
+    platform::InputDelivery* inputDelivery() override { return delivery; }
+    platform::InputDelivery* delivery = nullptr;
     std::vector<platform::ViewRef> sensitiveViews() const override { return sensitive; }
     void setIdleTimerDisabled(bool disabled) override { idleTimerDisabled = disabled; }
     bool isIdleTimerDisabled() const override { return idleTimerDisabled; }

@@ -2,10 +2,13 @@
 // Remote control as an application sees it: the agent's touches (HLVTouch) and the extensions an
 // application registers to handle touches and keys for view classes of its own.
 //
-// The library never synthesises the toolkit's pointer events. It picks the view under the agent's
-// pointer when it goes down and calls that view's touch behaviour; a plain view offers each call
-// to the extension registered for its class and otherwise passes it to its superview, so a tap on
-// a label inside a custom card reaches the card.
+// On a toolkit that delivers input events itself (Qt Quick), the agent's pointer and keys become
+// the toolkit's own events, and an extension registered for the class of the view under the press
+// (or of the focused view), or of one of its ancestors, is offered each touch and key first. On a
+// toolkit that cannot, the library picks the view under the agent's pointer when it goes down and
+// calls that view's touch behaviour; a plain view offers each call to the extension registered for
+// its class and otherwise passes it to its superview, so a tap on a label inside a custom card
+// reaches the card.
 
 #include <cstddef>
 #include <map>

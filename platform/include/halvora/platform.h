@@ -15,6 +15,7 @@
 #include "halvora/platform/http_client.h"
 #include "halvora/platform/clock.h"
 #include "halvora/platform/controls.h"
+#include "halvora/platform/input_delivery.h"
 #include "halvora/platform/key_value_store.h"
 #include "halvora/platform/layout.h"
 #include "halvora/platform/log.h"

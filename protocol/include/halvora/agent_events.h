@@ -28,8 +28,26 @@ struct HLVURL {
     static std::optional<HLVURL> from(const Json& value);
 };
 
-// One press, move or release of the agent's pointer.
+// The modifier keys the agent held, as the console's browser reported them.
+struct HLVModifiers {
+    bool ctrlKey = false;
+    bool shiftKey = false;
+    bool altKey = false;
+    bool metaKey = false;
+
+    // Reads the four flags of a record; a flag that is missing or not true counts as released.
+    static HLVModifiers from(const Json& record);
+};
+
+// One press, move or release of the agent's pointer ("Touch" records), or one of the desktop
+// pointer's extension records on the same event: a whole "Click" of a button, and a turn of the
+// mouse "Wheel". The extensions have their own types, so a device that does not know them drops
+// them rather than taking a right click for a tap.
 struct HLVTouchEvent {
+    enum class Kind { touch, click, wheel };
+    enum class Button { primary, secondary, middle };
+
+    Kind kind = Kind::touch;
     // The pointer's identifier, as the record gives it; equal for every event of one touch.
     std::optional<Json> id;
     std::optional<Json> state;
@@ -38,13 +56,27 @@ struct HLVTouchEvent {
     HLVPoint fraction;
     // The same point on the screen, in points: the fraction times the screen's size when parsed.
     HLVPoint position;
+    // Whether "x" and "y" were both finite numbers.
+    bool hasPosition = false;
 
-    // A record for an object whose "type" is "Touch"; none for anything else.
+    // "pointerType": "touch" and "pen" contacts are fingers; anything else is a mouse.
+    bool isFinger = false;
+    // A click's "button" (touches are always primary).
+    Button button = Button::primary;
+    // A press's click count: "clicks" of a touchstart, "count" of a click; 0 when the record gives
+    // none, and the toolkit counts as for its own mouse.
+    int clicks = 0;
+    // A wheel's "deltaX" and "deltaY", in notches of a mouse wheel, positive towards the end of the
+    // content; each clamped to +-20.
+    HLVPoint wheelNotches;
+    HLVModifiers modifiers;
+
+    // A record for an object whose "type" is "Touch", "Click" or "Wheel"; none for anything else.
     static std::optional<HLVTouchEvent> from(const Json& value);
 
-    bool isStart() const { return hasState("touchstart"); }
-    bool isMove() const { return hasState("touchmove"); }
-    bool isEnd() const { return hasState("touchend"); }
+    bool isStart() const { return kind == Kind::touch && hasState("touchstart"); }
+    bool isMove() const { return kind == Kind::touch && hasState("touchmove"); }
+    bool isEnd() const { return kind == Kind::touch && hasState("touchend"); }
 
 private:
     bool hasState(const char* name) const { return state && state->is_string() && *state == name; }
@@ -55,16 +87,18 @@ struct HLVKeyPress {
     std::optional<Json> key;
     std::optional<Json> code;
     std::optional<Json> state;
-    // Never filled from records: the console's modifier flags are not acted on.
     bool ctrlKey = false;
     bool shiftKey = false;
     bool altKey = false;
     bool metaKey = false;
+    // The browser's "repeat": the key is held down.
+    bool repeat = false;
 
     // A record for an object whose "type" is "KeyPress"; none for anything else.
     static std::optional<HLVKeyPress> from(const Json& value);
     // Key-downs act; so does a record without a state.
     bool isKeyDown() const { return !state || (state->is_string() && *state == "keydown"); }
+    HLVModifiers modifiers() const { return {ctrlKey, shiftKey, altKey, metaKey}; }
 };
 
 // Where the agent's laser pointer is.

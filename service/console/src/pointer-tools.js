@@ -1,6 +1,6 @@
-// What the agent's pointer and keyboard do on the device's screen. Positions go to the device as
-// fractions (0..1) of its screen, which the frame shows whole, so the console's own size and
-// zoom do not matter.
+// What the agent's pointer does on the device's screen (its keys: keyboard.js). Positions go to
+// the device as fractions (0..1) of its screen, which the frame shows whole, so the console's own
+// size and zoom do not matter.
 //
 //   screen        the focusable element holding both canvases
 //   frame         the canvas showing the device's picture
@@ -8,13 +8,44 @@
 //   tool()        'laser', 'draw' or 'touch'
 //   send(event, record)  emits to the device; false when it could not (not connected, not active)
 
+import { modifiers } from './keyboard.js';
+
 const MOVE_INTERVAL_MS = 1000 / 60;
 const STROKE_COLOUR = '#ff2d2d';
 const STROKE_WIDTH = 4; // CSS pixels
 // The device draws the picture over its whole bounds, so its resolution only needs to be fair.
 const DRAWING_MAX_SIDE = 1200;
-// Keys that edit text or move the caret; other named keys (Tab, Escape, F-keys) stay the browser's.
-const EDIT_KEYS = new Set(['Backspace', 'Delete', 'Enter', 'ArrowLeft', 'ArrowRight', 'ArrowUp', 'ArrowDown']);
+// A press this soon and this near (CSS pixels) the previous one's start is its next click, as a
+// desktop counts a double click. The browser's own count (`detail`) is not there on pointerdown.
+const CLICK_INTERVAL_MS = 500;
+const CLICK_SLOP = 5;
+const WHEEL_MAX_NOTCHES = 20;
+
+// A wheel event's deltas in notches of a mouse wheel. Browsers scroll about 100 pixels or 3 lines
+// a notch; a page is taken as 3 notches, as no browser says what a page is.
+export function wheelNotches({ deltaX, deltaY, deltaMode }) {
+  const perUnit = deltaMode === 1 ? 1 / 3 : deltaMode === 2 ? 3 : 1 / 100;
+  return { deltaX: deltaX * perUnit, deltaY: deltaY * perUnit };
+}
+
+export const clampNotches = (notches) => Math.min(WHEEL_MAX_NOTCHES, Math.max(-WHEEL_MAX_NOTCHES, notches));
+
+// press(x, y, at) gives the click count of a primary press at (x, y), at time `at` in ms.
+export function clickCounter(intervalMs = CLICK_INTERVAL_MS, slop = CLICK_SLOP) {
+  let last; // { x, y, at, count }
+  return {
+    press(x, y, at) {
+      const again = last !== undefined && at - last.at <= intervalMs && Math.hypot(x - last.x, y - last.y) <= slop;
+      last = { x, y, at, count: again ? last.count + 1 : 1 };
+      return last.count;
+    },
+    forget() {
+      last = undefined;
+    },
+  };
+}
+
+const pointerKind = (event) => (event.pointerType === 'touch' || event.pointerType === 'pen' ? event.pointerType : 'mouse');
 
 export function pointerTools({ screen, frame, overlay, tool, send }) {
   let nextId = 1;
@@ -71,23 +102,57 @@ export function pointerTools({ screen, frame, overlay, tool, send }) {
     laserId = undefined;
   }
 
-  // Touch: one id per press, as the device's own fingers would be.
-  let touch; // { id, pointerId, at }
+  // Touch: one id per press, as the device's own fingers would be. Records carry the pointer's kind
+  // and the modifiers held, and a press its click count, so a double click or a Shift+click made
+  // with the mouse is one on the device too.
+  let touch; // { id, pointerId, pointerType, at, modifiers }
+  const presses = clickCounter();
   const touchMoves = throttle((record) => send('touch', record));
+  const touchRecord = (state, extra) =>
+    ({ type: 'Touch', id: touch.id, state, ...touch.at, pointerType: touch.pointerType, ...touch.modifiers, ...extra });
   function touchStart(event) {
-    touch = { id: newId('touch'), pointerId: event.pointerId, at: fraction(event) };
-    send('touch', { type: 'Touch', id: touch.id, state: 'touchstart', ...touch.at });
+    touch = {
+      id: newId('touch'), pointerId: event.pointerId, pointerType: pointerKind(event), at: fraction(event), modifiers: modifiers(event),
+    };
+    send('touch', touchRecord('touchstart', { clicks: presses.press(event.clientX, event.clientY, event.timeStamp) }));
   }
   function touchMove(event) {
     if (touch?.pointerId !== event.pointerId) return;
     touch.at = fraction(event);
-    touchMoves.push({ type: 'Touch', id: touch.id, state: 'touchmove', ...touch.at });
+    touch.modifiers = modifiers(event);
+    touchMoves.push(touchRecord('touchmove'));
   }
   function touchEnd(event) {
     if (touch?.pointerId !== event.pointerId) return;
     touchMoves.flush();
-    send('touch', { type: 'Touch', id: touch.id, state: 'touchend', ...fraction(event) });
+    touch.at = fraction(event);
+    touch.modifiers = modifiers(event);
+    send('touch', touchRecord('touchend'));
     touch = undefined;
+  }
+
+  // The other buttons and the wheel: whole clicks and turns, which a finger has no way to make.
+  const sendClick = (event, button) =>
+    send('touch', { type: 'Click', id: newId('click'), ...fraction(event), button, count: 1, ...modifiers(event) });
+
+  // A touchpad fires a wheel event per frame or more: one record per animation frame is plenty.
+  let wheel; // this frame's turn so far: { deltaX, deltaY, at, modifiers }
+  function wheelTurn(event) {
+    if (!wheel) {
+      wheel = { deltaX: 0, deltaY: 0 };
+      requestAnimationFrame(sendWheel);
+    }
+    const notches = wheelNotches(event);
+    wheel.deltaX += notches.deltaX;
+    wheel.deltaY += notches.deltaY;
+    wheel.at = fraction(event);
+    wheel.modifiers = modifiers(event);
+  }
+  function sendWheel() {
+    const { deltaX, deltaY, at, modifiers: held } = wheel;
+    wheel = undefined;
+    if (deltaX === 0 && deltaY === 0) return;
+    send('touch', { type: 'Wheel', id: newId('wheel'), ...at, deltaX: clampNotches(deltaX), deltaY: clampNotches(deltaY), ...held });
   }
 
   // Draw: strokes in fractions, so they survive the console being resized. The device keeps one
@@ -169,8 +234,8 @@ export function pointerTools({ screen, frame, overlay, tool, send }) {
   }
 
   screen.addEventListener('pointerdown', (event) => {
-    if (event.button !== 0) return;
     screen.focus({ preventScroll: true });
+    if (event.button !== 0) return;
     const current = tool();
     if (current === 'laser' && event.pointerType === 'mouse') return;
     screen.setPointerCapture(event.pointerId);
@@ -197,14 +262,25 @@ export function pointerTools({ screen, frame, overlay, tool, send }) {
     if (event.pointerType === 'mouse') laserEnd();
   });
 
-  screen.addEventListener('keydown', (event) => {
-    if (event.ctrlKey || event.metaKey || event.altKey || event.isComposing) return;
-    const printable = [...event.key].length === 1;
-    if (!printable && !EDIT_KEYS.has(event.key)) return;
-    // Space and the arrows would scroll the page.
-    event.preventDefault();
-    send('keypress', { type: 'KeyPress', key: event.key, code: event.code, state: 'keydown' });
+  screen.addEventListener('contextmenu', (event) => {
+    if (tool() !== 'touch') return;
+    event.preventDefault(); // the device's menu, not the browser's
+    // A finger's long press and the menu key ask for a menu too; only the right button clicks.
+    if (event.button === 2 && !touch) sendClick(event, 'secondary');
   });
+  screen.addEventListener('mousedown', (event) => {
+    if (event.button === 1 && tool() === 'touch') event.preventDefault(); // no autoscroll
+  });
+  screen.addEventListener('auxclick', (event) => {
+    if (event.button !== 1 || tool() !== 'touch') return;
+    event.preventDefault();
+    sendClick(event, 'middle');
+  });
+  screen.addEventListener('wheel', (event) => {
+    if (tool() !== 'touch') return;
+    event.preventDefault(); // the device scrolls, not the page
+    wheelTurn(event);
+  }, { passive: false });
 
   return {
     // After the overlay's size changed: its pixels are gone, the strokes are not.
@@ -215,9 +291,10 @@ export function pointerTools({ screen, frame, overlay, tool, send }) {
       laserEnd();
       if (touch) {
         touchMoves.flush();
-        send('touch', { type: 'Touch', id: touch.id, state: 'touchend', ...touch.at });
+        send('touch', touchRecord('touchend'));
         touch = undefined;
       }
+      presses.forget();
       stroke = undefined;
       if (forgetDrawing) {
         strokes = [];

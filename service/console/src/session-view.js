@@ -1,5 +1,6 @@
 import { io } from 'socket.io-client';
 import { api } from './api.js';
+import { attachKeyboard } from './keyboard.js';
 import { pointerTools } from './pointer-tools.js';
 import { formatCode, frameFrom, roundTripFrom, screenFrom, sessionFrom, webUrlFrom } from './records.js';
 import { StreamStats } from './stream-stats.js';
@@ -53,6 +54,7 @@ export function sessionView({ onSignedOut }) {
   }
 
   const tools = pointerTools({ screen, frame, overlay, tool: currentTool, send });
+  attachKeyboard({ screen, send });
 
   function setConnection(words, kind) {
     if (connectionBadge.textContent !== words) connectionBadge.textContent = words;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "halvora/json.h"
+#include "halvora/platform/input_delivery.h"
 #include "halvora/platform/layout.h"
 #include "halvora/platform/view.h"
 #include "halvora/platform/view_controller.h"
@@ -35,6 +36,9 @@ public:
     // The view with the keyboard focus in the key window (where the agent's keys go); none when
     // nothing there has it.
     virtual ViewRef firstResponder() const { return nullptr; }
+    // The toolkit's own input delivery, when it offers one; none makes the library act on each
+    // kind of control itself (see controls.h).
+    virtual InputDelivery* inputDelivery() { return nullptr; }
 
     // Keeps the display awake while true.
     virtual void setIdleTimerDisabled(bool disabled) = 0;

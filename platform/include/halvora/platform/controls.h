@@ -1,7 +1,8 @@
 #pragma once
 // The operations of the controls the agent can operate, one interface per role. A toolkit's view
 // answers View::asToggle() and the like with itself; the library acts on controls only through
-// these, the way a user's finger would, and never synthesises the toolkit's pointer events.
+// these, the way a user's finger would, on a toolkit that does not deliver input events itself
+// (see input_delivery.h).
 
 #include <cstddef>
 #include <functional>
