@@ -191,7 +191,7 @@ TEST_F(RemoteControlQtTest, PointerActsAsTheUsersMouse) {
     EXPECT_NEAR(number("dragged", "y"), 200, 1);
     drag(at("outer", 0.5, 0.3), {0, -100});
     EXPECT_GT(number("inner", "contentY"), 50);
-    ASSERT_TRUE(eventually([&] { return !child(window.get(), "inner")->property("moving").toBool(); }));
+    ASSERT_TRUE(eventually([&] { return !child(window.get(), "inner")->property("moving").toBool() && !child(window.get(), "outer")->property("moving").toBool(); }));
     const double outerBefore = number("outer", "contentY");
     const QPointF below = at("outer", 0.5, 0.9);  // under the inner list: only the outer one scrolls
     send({{"type", "Wheel"}, {"id", "w"}, {"deltaY", 3}, {"x", below.x() / 800}, {"y", below.y() / 600}});
