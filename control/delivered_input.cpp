@@ -34,19 +34,6 @@ bool offerToExtensions(const platform::ViewRef& view, Phase phase, const HLVTouc
     return false;
 }
 
-platform::KeyModifiers modifiersOf(const HLVModifiers& modifiers) {
-    return {modifiers.ctrlKey, modifiers.shiftKey, modifiers.altKey, modifiers.metaKey};
-}
-
-platform::MouseButton buttonOf(HLVTouchEvent::Button button) {
-    switch (button) {
-    case HLVTouchEvent::Button::secondary: return platform::MouseButton::secondary;
-    case HLVTouchEvent::Button::middle: return platform::MouseButton::middle;
-    case HLVTouchEvent::Button::primary: break;
-    }
-    return platform::MouseButton::primary;
-}
-
 }  // namespace
 
 struct DeliveredPointers::Pointer {
@@ -76,21 +63,28 @@ void DeliveredPointers::inject(const HLVTouchEvent& event, platform::InputDelive
         HLVPoint point;
         if (!event.hasPosition) return;
         if (auto window = windowAt(event.position, point)) {
-            delivery.deliverWheel(window, point, event.wheelNotches, modifiersOf(event.modifiers));
+            delivery.deliverWheel(window, point, event.wheelNotches, event.modifiers);
         }
         return;
     }
     }
 }
 
+std::vector<platform::WindowRef> touchableWindows(const WindowFilter& isTouchable) {
+    auto windows = platform::application().windows();
+    std::erase_if(windows, [&](const auto& window) {
+        return !window || !window->isAlive() || (isTouchable && !isTouchable(*window));
+    });
+    std::reverse(windows.begin(), windows.end());
+    return windows;
+}
+
 platform::WindowRef DeliveredPointers::windowAt(HLVPoint screenPoint, HLVPoint& inWindow) const {
-    const auto windows = platform::application().windows();
-    for (auto window = windows.rbegin(); window != windows.rend(); ++window) {
-        if (!*window || !(*window)->isAlive() || (isTouchable_ && !isTouchable_(**window))) continue;
-        const HLVPoint point = (*window)->convertFromScreen(screenPoint);
-        if ((*window)->bounds().contains(point)) {
+    for (const auto& window : touchableWindows(isTouchable_)) {
+        const HLVPoint point = window->convertFromScreen(screenPoint);
+        if (window->bounds().contains(point)) {
             inWindow = point;
-            return *window;
+            return window;
         }
     }
     return nullptr;
@@ -136,7 +130,7 @@ void DeliveredPointers::press(const HLVTouchEvent& event, platform::InputDeliver
     input.isFinger = isFinger;
     input.clicks = event.clicks;
     input.position = pointer->lastInWindow;
-    input.modifiers = modifiersOf(event.modifiers);
+    input.modifiers = event.modifiers;
     if (!delivery.deliverPointer(pointer->window, input)) std::erase(pointers_, pointer);
 }
 
@@ -174,7 +168,7 @@ void DeliveredPointers::moveOrRelease(const HLVTouchEvent& event, platform::Inpu
     input.id = pointer->id;
     input.isFinger = pointer->isFinger;
     input.position = pointer->lastInWindow;
-    input.modifiers = modifiersOf(event.modifiers);
+    input.modifiers = event.modifiers;
     if (!delivery.deliverPointer(pointer->window, input)) std::erase(pointers_, pointer);
 }
 
@@ -188,9 +182,9 @@ void DeliveredPointers::click(const HLVTouchEvent& event, platform::InputDeliver
     if (!window) return;
     PointerInput input;
     input.id = freeId();
-    input.button = buttonOf(event.button);
+    input.button = event.button;
     input.position = point;
-    input.modifiers = modifiersOf(event.modifiers);
+    input.modifiers = event.modifiers;
     for (int click = 1; click <= event.clicks; ++click) {
         input.phase = PointerInput::Phase::press;
         input.clicks = click;
@@ -235,8 +229,8 @@ std::string stringOf(const std::optional<Json>& value) {
     return value && value->is_string() ? value->get<std::string>() : std::string();
 }
 
-}  // namespace
-
+// What a key types: its "key" when that is text rather than the name of a key (one or more
+// printable characters), and no Control or Meta key is held; empty otherwise.
 std::string typedText(const HLVKeyPress& keyPress) {
     // Longer text comes from an input method's composition; a page of it is not a key stroke.
     constexpr std::size_t kLongestText = 256;
@@ -245,6 +239,8 @@ std::string typedText(const HLVKeyPress& keyPress) {
     if (isNamedKey(key) || !isPrintableUtf8(key)) return {};
     return key;
 }
+
+}  // namespace
 
 void deliverKey(const HLVKeyPress& keyPress, platform::InputDelivery& delivery) {
     if (!keyPress.isKeyDown()) return;
@@ -261,7 +257,7 @@ void deliverKey(const HLVKeyPress& keyPress, platform::InputDelivery& delivery) 
     input.key = stringOf(keyPress.key);
     input.code = stringOf(keyPress.code);
     input.text = typedText(keyPress);
-    input.modifiers = modifiersOf(keyPress.modifiers());
+    input.modifiers = keyPress.modifiers();
     input.autoRepeat = keyPress.repeat;
     if (input.key.empty() && input.code.empty()) return;
     delivery.deliverKey(input);

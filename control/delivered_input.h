@@ -15,12 +15,15 @@
 
 namespace halvora::control {
 
+using WindowFilter = std::function<bool(const platform::Window&)>;
+
+// The application's windows the agent sees (the window choice of frames), front-most first.
+std::vector<platform::WindowRef> touchableWindows(const WindowFilter& isTouchable);
+
 class DeliveredPointers {
 public:
     // As many fingers as a touchscreen reports; the mouse is one pointer of its own.
     static constexpr std::size_t kMostFingers = 10;
-    using WindowFilter = std::function<bool(const platform::Window&)>;
-
     explicit DeliveredPointers(WindowFilter isTouchable);
 
     // A touch, click or wheel record. Presses of a pointer that is down, and moves and releases
@@ -46,9 +49,5 @@ private:
 // A key-down for the view with the keyboard focus: extensions of that view and its ancestors
 // first, then the toolkit. Other states are dropped.
 void deliverKey(const HLVKeyPress& keyPress, platform::InputDelivery& delivery);
-
-// What a key types: its "key" when that is text rather than the name of a key (one or more
-// printable characters), and no Control or Meta key is held; empty otherwise.
-std::string typedText(const HLVKeyPress& keyPress);
 
 }  // namespace halvora::control

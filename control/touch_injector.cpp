@@ -37,10 +37,8 @@ void HLVTouchInjector::inject(const HLVTouchEvent& event) {
 }
 
 platform::ViewRef HLVTouchInjector::pick(const HLVTouchEvent& event) const {
-    const auto windows = platform::application().windows();
-    for (auto window = windows.rbegin(); window != windows.rend(); ++window) {
-        if (!*window || !(*window)->isAlive() || (isTouchable_ && !isTouchable_(**window))) continue;
-        if (auto hit = (*window)->hitTest((*window)->convertFromScreen(event.position))) return hit;
+    for (const auto& window : control::touchableWindows(isTouchable_)) {
+        if (auto hit = window->hitTest(window->convertFromScreen(event.position))) return hit;
     }
     return nullptr;
 }

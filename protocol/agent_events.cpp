@@ -41,11 +41,11 @@ double notches(const Json& record, const char* name) {
     return std::clamp(*value, -kMostNotches, kMostNotches);
 }
 
-}  // namespace
-
-HLVModifiers HLVModifiers::from(const Json& record) {
+platform::KeyModifiers modifiersIn(const Json& record) {
     return {flag(record, "ctrlKey"), flag(record, "shiftKey"), flag(record, "altKey"), flag(record, "metaKey")};
 }
+
+}  // namespace
 
 std::optional<HLVTouchEvent> HLVTouchEvent::from(const Json& value) {
     HLVTouchEvent event;
@@ -68,8 +68,8 @@ std::optional<HLVTouchEvent> HLVTouchEvent::from(const Json& value) {
     event.isFinger = pointerType && (*pointerType == "touch" || *pointerType == "pen");
     if (event.kind == Kind::click) {
         const auto button = stringField(value, "button");
-        if (button == "secondary") event.button = Button::secondary;
-        if (button == "middle") event.button = Button::middle;
+        if (button == "secondary") event.button = platform::MouseButton::secondary;
+        if (button == "middle") event.button = platform::MouseButton::middle;
         event.clicks = clickCount(value, "count");
         if (event.clicks == 0) event.clicks = 1;
     } else if (event.kind == Kind::touch) {
@@ -77,7 +77,7 @@ std::optional<HLVTouchEvent> HLVTouchEvent::from(const Json& value) {
     } else {
         event.wheelNotches = {notches(value, "deltaX"), notches(value, "deltaY")};
     }
-    event.modifiers = HLVModifiers::from(value);
+    event.modifiers = modifiersIn(value);
     return event;
 }
 
@@ -87,11 +87,11 @@ std::optional<HLVKeyPress> HLVKeyPress::from(const Json& value) {
     press.key = rawField(value, "key");
     press.code = rawField(value, "code");
     press.state = rawField(value, "state");
-    const auto modifiers = HLVModifiers::from(value);
-    press.ctrlKey = modifiers.ctrlKey;
-    press.shiftKey = modifiers.shiftKey;
-    press.altKey = modifiers.altKey;
-    press.metaKey = modifiers.metaKey;
+    const auto held = modifiersIn(value);
+    press.ctrlKey = held.control;
+    press.shiftKey = held.shift;
+    press.altKey = held.alt;
+    press.metaKey = held.meta;
     press.repeat = flag(value, "repeat");
     return press;
 }

@@ -56,15 +56,6 @@ Qt::MouseButton qtButton(platform::MouseButton button) {
     return Qt::LeftButton;
 }
 
-Qt::KeyboardModifiers qtModifiers(platform::KeyModifiers modifiers) {
-    Qt::KeyboardModifiers result;
-    if (modifiers.control) result |= Qt::ControlModifier;
-    if (modifiers.shift) result |= Qt::ShiftModifier;
-    if (modifiers.alt) result |= Qt::AltModifier;
-    if (modifiers.meta) result |= Qt::MetaModifier;
-    return result;
-}
-
 QQuickWindow* quickWindowOf(const platform::WindowRef& window) {
     auto* quick = dynamic_cast<QuickWindow*>(window.get());
     return quick ? quick->quickWindow() : nullptr;

@@ -73,12 +73,18 @@ int characterKey(const QString& text) {
 
 }  // namespace
 
+Qt::KeyboardModifiers qtModifiers(platform::KeyModifiers modifiers) {
+    Qt::KeyboardModifiers result;
+    if (modifiers.control) result |= Qt::ControlModifier;
+    if (modifiers.shift) result |= Qt::ShiftModifier;
+    if (modifiers.alt) result |= Qt::AltModifier;
+    if (modifiers.meta) result |= Qt::MetaModifier;
+    return result;
+}
+
 QtKey qtKeyOf(const platform::KeyInput& input) {
     QtKey result;
-    if (input.modifiers.control) result.modifiers |= Qt::ControlModifier;
-    if (input.modifiers.shift) result.modifiers |= Qt::ShiftModifier;
-    if (input.modifiers.alt) result.modifiers |= Qt::AltModifier;
-    if (input.modifiers.meta) result.modifiers |= Qt::MetaModifier;
+    result.modifiers = qtModifiers(input.modifiers);
     if (std::string_view(input.code).substr(0, 6) == "Numpad") result.modifiers |= Qt::KeypadModifier;
     result.text = QString::fromStdString(input.text);
 

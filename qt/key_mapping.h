@@ -16,6 +16,8 @@ struct QtKey {
     QString text;
 };
 
+Qt::KeyboardModifiers qtModifiers(platform::KeyModifiers modifiers);
+
 // The Qt key a stroke is: a named key ("Enter", "ArrowLeft", "F5"), else the physical key when a
 // shortcut modifier is held (Ctrl+A is Key_A on any layout), else the character typed. Shift+Tab
 // is Key_Backtab, as the window system reports it; keypad keys carry the keypad modifier.

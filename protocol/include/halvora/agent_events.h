@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "halvora/json.h"
+#include "halvora/platform/input_delivery.h"
 #include "halvora/platform/screen.h"
 
 namespace halvora {
@@ -28,24 +29,12 @@ struct HLVURL {
     static std::optional<HLVURL> from(const Json& value);
 };
 
-// The modifier keys the agent held, as the console's browser reported them.
-struct HLVModifiers {
-    bool ctrlKey = false;
-    bool shiftKey = false;
-    bool altKey = false;
-    bool metaKey = false;
-
-    // Reads the four flags of a record; a flag that is missing or not true counts as released.
-    static HLVModifiers from(const Json& record);
-};
-
 // One press, move or release of the agent's pointer ("Touch" records), or one of the desktop
 // pointer's extension records on the same event: a whole "Click" of a button, and a turn of the
 // mouse "Wheel". The extensions have their own types, so a device that does not know them drops
 // them rather than taking a right click for a tap.
 struct HLVTouchEvent {
     enum class Kind { touch, click, wheel };
-    enum class Button { primary, secondary, middle };
 
     Kind kind = Kind::touch;
     // The pointer's identifier, as the record gives it; equal for every event of one touch.
@@ -62,14 +51,16 @@ struct HLVTouchEvent {
     // "pointerType": "touch" and "pen" contacts are fingers; anything else is a mouse.
     bool isFinger = false;
     // A click's "button" (touches are always primary).
-    Button button = Button::primary;
+    platform::MouseButton button = platform::MouseButton::primary;
     // A press's click count: "clicks" of a touchstart, "count" of a click; 0 when the record gives
     // none, and the toolkit counts as for its own mouse.
     int clicks = 0;
     // A wheel's "deltaX" and "deltaY", in notches of a mouse wheel, positive towards the end of the
     // content; each clamped to +-20.
     HLVPoint wheelNotches;
-    HLVModifiers modifiers;
+    // The modifier flags "ctrlKey", "shiftKey", "altKey", "metaKey"; a flag that is missing or not
+    // true counts as released.
+    platform::KeyModifiers modifiers;
 
     // A record for an object whose "type" is "Touch", "Click" or "Wheel"; none for anything else.
     static std::optional<HLVTouchEvent> from(const Json& value);
@@ -98,7 +89,7 @@ struct HLVKeyPress {
     static std::optional<HLVKeyPress> from(const Json& value);
     // Key-downs act; so does a record without a state.
     bool isKeyDown() const { return !state || (state->is_string() && *state == "keydown"); }
-    HLVModifiers modifiers() const { return {ctrlKey, shiftKey, altKey, metaKey}; }
+    platform::KeyModifiers modifiers() const { return {ctrlKey, shiftKey, altKey, metaKey}; }
 };
 
 // Where the agent's laser pointer is.
