@@ -1,8 +1,8 @@
 // The agent's web console in a real browser (Debian's Chromium, driven by playwright-core) against
 // the reference service and the demo shop, as a support agent uses it:
 //   agent-started  a wrong password is refused; sign in; find the shop in the device list; start a
-//                  session; the shop's screen is drawn; a tap and typing on the screen reach the
-//                  shop's own controls; a stroke drawn in the console shows in the shop's window
+//                  session; the shop's screen is drawn; the wheel, a tap, typing and a shortcut
+//                  on the screen reach the shop's own controls; a stroke drawn in the console shows in the shop's window
 //                  where it was drawn and goes again with "Clear drawing"; the shop is asked to
 //                  open a web address; end the session.
 //   user-started   the shop's played user asks for help and reads out the code; a link to the
@@ -186,13 +186,25 @@ await expectShopOnCanvas('agent-started');
 await until('the delay figure', async () => /^≈ \d+ ms$/.test(await page.locator('#stat-delay').textContent()));
 await shot('live');
 
-// Touch: tap the search field, type into it, then open the one product left.
+// Touch: the wheel over the product list scrolls it (other tiles reach the picture) and back up
+// again (the same tiles); tap the search field, type into it, select it all with Ctrl+A and type
+// over it, then open the one product left.
 await page.getByRole('radio', { name: 'Touch' }).check();
+const tilesNow = async () => JSON.stringify((await canvasSummary()).tiles);
+const top = await tilesNow();
+await page.mouse.move(...(await screenPoint([195, 500])));
+await page.mouse.wheel(0, 500);
+await until('the wheel to scroll the list', async () => (await tilesNow()) !== top);
+await page.mouse.wheel(0, -2000);
+await until('the wheel to scroll the list back to its top', async () => (await tilesNow()) === top);
 await page.mouse.click(...(await screenPoint([195, 90])));
 await page.keyboard.type('mug');
 await until('the shop to be searched', () => output.includes('app: search mug'));
+await page.keyboard.press('Control+a');
+await page.keyboard.type('tea');
+await until('the search to be typed over', () => output.includes('app: search tea'));
 await page.mouse.click(...(await screenPoint([195, 156])));
-await until('the product to open', () => output.includes('app: open Blue mug'));
+await until('the product to open', () => output.includes('app: open Tea tin'));
 await shot('operated');
 
 // Draw: a wave from (60, 580) to (330, 580), 10 points high, on the product page's plain lower
