@@ -90,6 +90,15 @@ platform::WindowRef DeliveredPointers::windowAt(HLVPoint screenPoint, HLVPoint& 
     return nullptr;
 }
 
+// What extensions are given: every touch that is down, this pointer's first.
+HLVTouches DeliveredPointers::touchesWith(const Pointer& pointer) const {
+    HLVTouches touches{pointer.touch};
+    for (const auto& other : pointers_) {
+        if (other->touch && other->touch != pointer.touch) touches.push_back(other->touch);
+    }
+    return touches;
+}
+
 int DeliveredPointers::freeId() const {
     for (int id = 0;; ++id) {
         if (std::none_of(pointers_.begin(), pointers_.end(), [id](const auto& p) { return p->id == id; })) return id;
@@ -117,11 +126,7 @@ void DeliveredPointers::press(const HLVTouchEvent& event, platform::InputDeliver
         pointer->touch = std::make_shared<HLVTouch>(pointer->window->hitTest(pointer->lastInWindow));
         pointer->touch->addTouch(event);
         pointer->touch->setPhase(HLVTouch::HLVTouchPhaseBegan);
-        HLVTouches touches{pointer->touch};
-        for (const auto& other : pointers_) {
-            if (other != pointer && other->touch) touches.push_back(other->touch);
-        }
-        pointer->byExtension = offerToExtensions(pointer->touch->target(), Phase::began, touches, event);
+        pointer->byExtension = offerToExtensions(pointer->touch->target(), Phase::began, touchesWith(*pointer), event);
         if (pointer->byExtension) return;
     }
     PointerInput input;
@@ -151,11 +156,7 @@ void DeliveredPointers::moveOrRelease(const HLVTouchEvent& event, platform::Inpu
     if (pointer->touch) {
         pointer->touch->addTouch(event);
         pointer->touch->setPhase(release ? HLVTouch::HLVTouchPhaseEnded : HLVTouch::HLVTouchPhaseMoved);
-        HLVTouches touches{pointer->touch};
-        for (const auto& other : pointers_) {
-            if (other != pointer && other->touch) touches.push_back(other->touch);
-        }
-        if (offerToExtensions(pointer->touch->target(), release ? Phase::ended : Phase::moved, touches, event)) {
+        if (offerToExtensions(pointer->touch->target(), release ? Phase::ended : Phase::moved, touchesWith(*pointer), event)) {
             // The extension takes the pointer over: the toolkit lets go of its press unacted.
             if (!pointer->byExtension) delivery.cancelPointers();
             pointer->byExtension = true;

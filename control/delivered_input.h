@@ -41,6 +41,7 @@ private:
     // The front-most window the agent sees with the point in it, and the point in its coordinates.
     platform::WindowRef windowAt(HLVPoint screenPoint, HLVPoint& inWindow) const;
     int freeId() const;
+    HLVTouches touchesWith(const Pointer& pointer) const;
 
     WindowFilter isTouchable_;
     std::vector<std::shared_ptr<Pointer>> pointers_;
