@@ -19,6 +19,34 @@ bool isCapturedWindow(const platform::Window& window, const platform::WindowRef&
     return !others || others(window);
 }
 
+namespace {
+
+bool isFiniteRect(const platform::Rect& r) {
+    return std::isfinite(r.x) && std::isfinite(r.y) && std::isfinite(r.width) && std::isfinite(r.height) &&
+           r.width >= 0 && r.height >= 0;
+}
+
+void fill(const platform::Rect& r, platform::Point origin, float scale, RgbaFrame& canvas) {
+    // Outwards to whole pixels, one more for the smoothing of scaled drawing.
+    const double left = std::floor((r.x - kRedactionMarginPoints - origin.x) * scale) - 1;
+    const double top = std::floor((r.y - kRedactionMarginPoints - origin.y) * scale) - 1;
+    const double right = std::ceil((r.x + r.width + kRedactionMarginPoints - origin.x) * scale) + 1;
+    const double bottom = std::ceil((r.y + r.height + kRedactionMarginPoints - origin.y) * scale) + 1;
+    const int x0 = static_cast<int>(std::clamp(left, 0.0, static_cast<double>(canvas.width)));
+    const int x1 = static_cast<int>(std::clamp(right, 0.0, static_cast<double>(canvas.width)));
+    const int y0 = static_cast<int>(std::clamp(top, 0.0, static_cast<double>(canvas.height)));
+    const int y1 = static_cast<int>(std::clamp(bottom, 0.0, static_cast<double>(canvas.height)));
+    if (x0 >= x1) return;
+    for (int y = y0; y < y1; ++y) {
+        std::uint8_t* pixel = canvas.row(y) + static_cast<std::size_t>(x0) * RgbaFrame::kBytesPerPixel;
+        for (int x = x0; x < x1; ++x, pixel += RgbaFrame::kBytesPerPixel) {
+            std::memcpy(pixel, kRedactedFill, RgbaFrame::kBytesPerPixel);
+        }
+    }
+}
+
+}  // namespace
+
 bool blankSensitiveAreas(const std::vector<platform::ViewRef>& sensitive, platform::Point origin, float scale,
                          RgbaFrame& canvas) {
     // Every place is read before any pixel changes, so a refusal leaves nothing half done.
@@ -26,31 +54,15 @@ bool blankSensitiveAreas(const std::vector<platform::ViewRef>& sensitive, platfo
     for (const auto& view : sensitive) {
         if (!view || !view->isAlive()) continue;
         const platform::DrawnArea drawn = view->drawnArea();
-        if (drawn.kind == platform::DrawnArea::Kind::notDrawn) continue;
-        const platform::Rect r = drawn.frame;
-        if (drawn.kind != platform::DrawnArea::Kind::known || !std::isfinite(r.x) || !std::isfinite(r.y) ||
-            !std::isfinite(r.width) || !std::isfinite(r.height) || r.width < 0 || r.height < 0) {
-            return false;
-        }
-        areas.push_back(r);
-    }
-    for (const platform::Rect& r : areas) {
-        // Outwards to whole pixels, one more for the smoothing of scaled drawing.
-        const double left = std::floor((r.x - kRedactionMarginPoints - origin.x) * scale) - 1;
-        const double top = std::floor((r.y - kRedactionMarginPoints - origin.y) * scale) - 1;
-        const double right = std::ceil((r.x + r.width + kRedactionMarginPoints - origin.x) * scale) + 1;
-        const double bottom = std::ceil((r.y + r.height + kRedactionMarginPoints - origin.y) * scale) + 1;
-        const int x0 = static_cast<int>(std::clamp(left, 0.0, static_cast<double>(canvas.width)));
-        const int x1 = static_cast<int>(std::clamp(right, 0.0, static_cast<double>(canvas.width)));
-        const int y0 = static_cast<int>(std::clamp(top, 0.0, static_cast<double>(canvas.height)));
-        const int y1 = static_cast<int>(std::clamp(bottom, 0.0, static_cast<double>(canvas.height)));
-        for (int y = y0; y < y1; ++y) {
-            std::uint8_t* pixel = canvas.row(y) + static_cast<std::size_t>(x0) * RgbaFrame::kBytesPerPixel;
-            for (int x = x0; x < x1; ++x, pixel += RgbaFrame::kBytesPerPixel) {
-                std::memcpy(pixel, kRedactedFill, RgbaFrame::kBytesPerPixel);
-            }
+        using Kind = platform::DrawnArea::Kind;
+        if (drawn.kind == Kind::notDrawn) continue;
+        if (drawn.kind != Kind::known && drawn.kind != Kind::within) return false;
+        for (const platform::Rect& r : drawn.rects) {
+            if (!isFiniteRect(r)) return false;
+            areas.push_back(r);
         }
     }
+    for (const platform::Rect& r : areas) fill(r, origin, scale, canvas);
     return true;
 }
 

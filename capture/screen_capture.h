@@ -36,9 +36,10 @@ bool captureWindows(platform::Application& application, float scale,
                     const std::function<bool(const platform::Window&)>& accept,
                     const std::vector<platform::ViewRef>& sensitive, RgbaFrame& canvas);
 
-// Fills with kRedactedFill each sensitive view's drawn area (plus the margin, rounded outwards to
-// whole pixels), placed relative to `origin` (the key window's top-left corner on the screen).
-// False, leaving the canvas as it was, when any area is unknown or not a finite rectangle.
+// Fills with kRedactedFill each rectangle of each sensitive view's drawn area, exact or bounding
+// (plus the margin, rounded outwards to whole pixels), placed relative to `origin` (the key
+// window's top-left corner on the screen). False, leaving the canvas as it was, when any area is
+// unknown or not made of finite rectangles.
 bool blankSensitiveAreas(const std::vector<platform::ViewRef>& sensitive, platform::Point origin, float scale,
                          RgbaFrame& canvas);
 

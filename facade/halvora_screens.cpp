@@ -31,6 +31,19 @@ void Halvora::maskSensitiveViews(const std::vector<platform::ViewRef>& views) {
     }
 }
 
+void Halvora::sensitiveViewsChanged() {
+    HALVORA_ASSERT_MAIN_THREAD();
+    if (!currentSession_ || !currentSession_->isActive()) return;
+    const auto declared = platform::application().sensitiveViews();
+    std::erase_if(redactedViews_, [&](const platform::ViewRef& masked) {
+        const bool still = std::any_of(declared.begin(), declared.end(),
+                                       [&](const platform::ViewRef& view) { return view && view->isSameView(*masked); });
+        if (!still) unredact(masked);
+        return !still;
+    });
+    maskSensitiveViews(declared);
+}
+
 void Halvora::viewDidDisappear(const platform::ViewControllerRef& /*viewController*/, bool /*animated*/) {
     // Masks stay on screens that disappear during a session: the screen may come back (a pop, a
     // swipe) before the agent's next frame, and only the session's end takes every mask off.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <QCoreApplication>
+
 #include "halvora/platform/log.h"
 #include "qt/qml_type_name.h"
 
@@ -13,6 +15,12 @@ std::vector<HalvoraAttached*>& declarations() {
     static std::vector<HalvoraAttached*> all;
     return all;
 }
+
+std::function<void()>& onChange() {
+    static std::function<void()> hook;
+    return hook;
+}
+bool changePending = false;
 
 }  // namespace
 
@@ -50,6 +58,19 @@ std::vector<QQuickItem*> HalvoraAttached::allRedactedItems() {
     return all;
 }
 
+void HalvoraAttached::setOnChange(std::function<void()> hook) { onChange() = std::move(hook); }
+
+void HalvoraAttached::changed() {
+    Q_EMIT redactedItemsChanged();
+    if (!onChange() || changePending) return;
+    // A binding clears the list and appends to it again: one call once it has done.
+    changePending = true;
+    QMetaObject::invokeMethod(QCoreApplication::instance(), [] {
+        changePending = false;
+        if (onChange()) onChange()();
+    }, Qt::QueuedConnection);
+}
+
 HalvoraAttached* HalvoraAttached::existingFor(const QObject* object) {
     return qobject_cast<HalvoraAttached*>(qmlAttachedPropertiesObject<HalvoraQmlType>(object, false));
 }
@@ -63,7 +84,7 @@ void HalvoraAttached::append(QQmlListProperty<QObject>* list, QObject* object) {
     }
     self->items_.append(object);
     self->declared_ = true;
-    Q_EMIT self->redactedItemsChanged();
+    self->changed();
 }
 
 qsizetype HalvoraAttached::count(QQmlListProperty<QObject>* list) {
@@ -78,7 +99,7 @@ void HalvoraAttached::clear(QQmlListProperty<QObject>* list) {
     auto* self = static_cast<HalvoraAttached*>(list->object);
     self->items_.clear();
     self->declared_ = true;
-    Q_EMIT self->redactedItemsChanged();
+    self->changed();
 }
 
 }  // namespace halvora::qt

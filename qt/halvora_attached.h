@@ -19,6 +19,7 @@
 #include <QQuickItem>
 #include <QtQml/qqml.h>
 
+#include <functional>
 #include <vector>
 
 namespace halvora::qt {
@@ -45,6 +46,8 @@ public:
     // The item that draws `object`: itself for an Item, the popup's own item for a Popup or
     // Dialog; null for anything else.
     static QQuickItem* drawingItemOf(QObject* object);
+    // Called once on the next turn of the event loop after any list changed, however many did.
+    static void setOnChange(std::function<void()> hook);
 
 Q_SIGNALS:
     void redactedItemsChanged();
@@ -54,6 +57,7 @@ private:
     static qsizetype count(QQmlListProperty<QObject>* list);
     static QObject* at(QQmlListProperty<QObject>* list, qsizetype index);
     static void clear(QQmlListProperty<QObject>* list);
+    void changed();
 
     QList<QPointer<QObject>> items_;
     bool declared_ = false;

@@ -4,6 +4,7 @@
 
 #include <QQuickWindow>
 
+#include "qt/drawn_area.h"
 #include "qt/overlay_item.h"
 #include "qt/qml_type_name.h"
 #include "qt/redaction_mask_item.h"
@@ -34,32 +35,7 @@ void QuickView::setFrame(platform::Rect frame) {
     item_->setSize({frame.width, frame.height});
 }
 
-namespace {
-
-QRectF drawnSceneRect(const QQuickItem* item) {
-    QRectF rect = item->mapRectToScene(item->boundingRect().united(QRectF(0, 0, item->width(), item->height())));
-    for (const QQuickItem* child : item->childItems()) {
-        if (child->isVisible()) rect = rect.united(drawnSceneRect(child));
-    }
-    return rect;
-}
-
-bool inTransition(const QQuickItem* item) {
-    for (const QQuickItem* above = item; above; above = above->parentItem()) {
-        if (above->inherits("QQuickStackView") && above->property("busy").toBool()) return true;
-    }
-    return false;
-}
-
-}  // namespace
-
-platform::DrawnArea QuickView::drawnArea() const {
-    const QQuickWindow* window = item_ ? item_->window() : nullptr;
-    if (!window || !window->isVisible() || !item_->isVisible()) return platform::DrawnArea::notDrawn();
-    if (inTransition(item_.data())) return {};
-    const QRectF scene = drawnSceneRect(item_.data());
-    return platform::DrawnArea::at({scene.x() + window->x(), scene.y() + window->y(), scene.width(), scene.height()});
-}
+platform::DrawnArea QuickView::drawnArea() const { return drawnAreaOf(item_.data()); }
 
 std::vector<platform::ViewRef> QuickView::subviews() const {
     std::vector<platform::ViewRef> views;

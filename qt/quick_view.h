@@ -24,9 +24,7 @@ public:
     platform::Rect bounds() const override;
     platform::Rect frame() const override;
     void setFrame(platform::Rect frame) override;
-    // The item's and its visible descendants' bounding rectangles (a Text's include what overflows)
-    // mapped through every transform, on the screen. Unknown while a StackView above it is in a
-    // transition: its animators may run on the render thread, ahead of the item's properties.
+    // See drawnAreaOf (drawn_area.h).
     platform::DrawnArea drawnArea() const override;
 
     std::vector<platform::ViewRef> subviews() const override;

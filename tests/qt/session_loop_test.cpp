@@ -3,37 +3,21 @@
 // out of them, and no pixel of a redacted item in any of them, in every Controls style.
 #include <gtest/gtest.h>
 
-#include <QImage>
 #include <QQuickStyle>
-#include <QTimer>
 
 #include <algorithm>
 #include <iostream>
+#include <optional>
 #include <string_view>
 
-#include <memory>
-#include <optional>
-#include <vector>
-
-#include "halvora/halvora.h"
-#include "facade/facade_access.h"
 #include "halvora/delegate.h"
-#include "halvora/platform.h"
-#include "halvora/quick.h"
-#include "capture/screen_capture.h"
-#include "qt/quick_view.h"
 #include "qt/redaction_mask_item.h"
-#include "quick_test_support.h"
-#include "halvora/session.h"
-#include "tests/support/fake_http_client.h"
-#include "tests/support/fake_realtime_socket.h"
-#include "tests/support/library_fixture.h"
+#include "session_fixture.h"
 
 namespace halvora::qt {
 namespace {
 
-using test::child;
-using test::eventually;
+using namespace test;
 
 // The home page has a blue badge.
 constexpr const char* kShopQml = R"(
@@ -121,18 +105,6 @@ constexpr const char* kLeakQml = R"(
         ToolTip { id: tip; text: "Long press to copy"; x: 30; y: 600 }
     })";
 
-struct Frame {
-    int id = 0;
-    QImage image;
-};
-
-bool anyPixel(const QImage& image, bool (*match)(QColor)) {
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x)
-            if (match(image.pixelColor(x, y))) return true;
-    return false;
-}
-bool isCardColour(QColor c) { return c.red() > 200 && c.green() < 70 && c.blue() > 150; }
 bool isBannerRed(QColor c) { return c.red() > 200 && c.green() < 90 && c.blue() < 90; }
 bool isCheckoutGreen(QColor c) { return c.red() < 60 && c.green() > 130 && c.blue() < 100; }
 bool isBadgeBlue(QColor c) { return c.red() < 60 && c.green() < 100 && c.blue() > 160; }
@@ -147,73 +119,9 @@ public:
     std::optional<bool> halvoraShouldCaptureWindow(const platform::Window&) override { return false; }
 };
 
-class QtSessionTest : public ::testing::Test {
+class QtSessionTest : public SessionOverQuickWindow {
 protected:
-    void SetUp() override {
-        install();
-        platform::install({.store = std::make_shared<testing::MemoryStore>(),
-                           .http = http,
-                           .sockets = sockets});
-        Halvora::instance().setApi("http://svc");
-        Halvora::instance().start();
-        session = FacadeAccess::makeSession();
-        ASSERT_TRUE(eventually([&] { return http->pendingCount() == 1; }));
-        http->respondJson(200, R"({"id":"device","next_registration":600})");
-        window = test::showWindow(windowQml());
-        ASSERT_TRUE(window);
-    }
-    virtual const char* windowQml() const { return kShopQml; }
-
-    // Activates a session as the user's approval would, with its frame stream connected.
-    void activate() {
-        Halvora::instance().setCurrentSession(session);
-        session->updateResource(record("pending"));
-        session->activate([](OptionalError, std::shared_ptr<HLVSession>) {});
-        ASSERT_TRUE(eventually([&] { return http->pendingCount() == 1; }));
-        http->respondJson(200, record("active").dump());
-        ASSERT_TRUE(stream());
-        stream()->connected = true;
-    }
-    static Json record(const char* state) {
-        return Json{{"type", "Session"},         {"id", "S"},           {"code", "123456"},
-                    {"state", state},            {"control_url", "http://svc"}, {"control_token", "c1"},
-                    {"stream_url", "http://svc"}, {"stream_token", "s1"}};
-    }
-    std::shared_ptr<testing::FakeRealtimeSocket> stream() const {
-        auto socket = sockets->latestWithToken("s1");
-        if (!socket) ADD_FAILURE() << "no stream socket";
-        return socket;
-    }
-
-    // Every frame sent so far, decoded.
-    std::vector<Frame> frames() const {
-        std::vector<Frame> decoded;
-        for (const auto& [event, items] : stream()->emittedSoFar()) {
-            if (event != "frame") continue;
-            const auto& jpeg = items.at(0).at("image").get_binary();
-            Frame frame{items.at(0).at("id").get<int>(), {}};
-            frame.image.loadFromData(jpeg.data(), static_cast<int>(jpeg.size()), "JPEG");
-            EXPECT_FALSE(frame.image.isNull()) << "frame " << frame.id << " is not a JPEG";
-            decoded.push_back(std::move(frame));
-        }
-        return decoded;
-    }
-    // Waits for a frame that `match` finds a pixel in and returns how many frames were sent by then.
-    std::size_t waitForFrameShowing(bool (*match)(QColor)) const {
-        std::size_t count = 0;
-        const bool seen = eventually([&] {
-            const auto sent = frames();
-            count = sent.size();
-            return !sent.empty() && anyPixel(sent.back().image, match);
-        });
-        EXPECT_TRUE(seen) << "no frame shows the expected picture";
-        return count;
-    }
-
-    std::shared_ptr<testing::FakeHttpClient> http = std::make_shared<testing::FakeHttpClient>();
-    std::shared_ptr<testing::FakeSocketFactory> sockets = std::make_shared<testing::FakeSocketFactory>();
-    std::shared_ptr<HLVSession> session;
-    std::unique_ptr<QQuickWindow> window;
+    const char* windowQml() const override { return kShopQml; }
 };
 
 TEST_F(QtSessionTest, FramesFollowTheScreenAndSyncResendsWithoutTheOverlayEvenIfEveryWindowIsRefused) {
@@ -248,38 +156,6 @@ TEST_F(QtSessionTest, FramesFollowTheScreenAndSyncResendsWithoutTheOverlayEvenIf
     EXPECT_EQ(sent[2].image, sent[1].image);
 }
 
-// Counts every pass of a capture made as often as the scene changes, beside the session's own,
-// so frames in the middle of transitions are looked at too.
-class CaptureProbe {
-public:
-    CaptureProbe() {
-        QObject::connect(&timer_, &QTimer::timeout, [this] {
-            auto& application = platform::application();
-            const auto key = application.keyWindow();
-            const bool captured = captureWindows(
-                application, captureScale(platform::screen().bounds()),
-                [&](const platform::Window& w) { return isCapturedWindow(w, key, {}); }, application.sensitiveViews(),
-                canvas_);
-            ++(captured ? shown : refused);
-            if (captured && containsMagenta(canvas_)) ++leaked;
-        });
-        timer_.start(5);
-    }
-    int shown = 0, refused = 0, leaked = 0;
-
-private:
-    static bool containsMagenta(const RgbaFrame& canvas) {
-        for (int y = 0; y < canvas.height; ++y)
-            for (int x = 0; x < canvas.width; ++x) {
-                const auto [r, g, b, a] = test::pixel(canvas, x, y);
-                if (isCardColour(QColor(r, g, b))) return true;
-            }
-        return false;
-    }
-    QTimer timer_;
-    RgbaFrame canvas_;
-};
-
 // Any window: the masks the library made, wherever they are.
 int masksIn(QQuickItem* item) {
     int count = qobject_cast<RedactionMaskItem*>(item) ? 1 : 0;
@@ -287,7 +163,7 @@ int masksIn(QQuickItem* item) {
     return count;
 }
 
-class RedactionLeakTest : public QtSessionTest, public ::testing::WithParamInterface<const char*> {
+class RedactionLeakTest : public SessionOverQuickWindow, public ::testing::WithParamInterface<const char*> {
 protected:
     void SetUp() override {
 #if HALVORA_SANITIZED
@@ -296,7 +172,7 @@ protected:
         if (std::string_view(GetParam()) != "Basic") GTEST_SKIP() << "style not run in sanitizer builds";
 #endif
         QQuickStyle::setStyle(QString::fromLatin1(GetParam()));  // before the first Controls type loads
-        QtSessionTest::SetUp();
+        SessionOverQuickWindow::SetUp();
     }
     const char* windowQml() const override { return kLeakQml; }
     void call(const char* method, QVariant argument = {}) {

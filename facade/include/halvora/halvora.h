@@ -188,6 +188,10 @@ public:
     // Frames never depend on the masks: the capture blanks every sensitive view by itself.
     void viewWillAppear(const platform::ViewControllerRef& viewController, bool animated);
     void viewDidDisappear(const platform::ViewControllerRef& viewController, bool animated);
+    // The toolkit integration calls this when the application changed what it declares sensitive
+    // (a list view's reused row now holds another record): while the session is active, newly
+    // declared views are masked and views no longer declared anywhere lose their masks.
+    void sensitiveViewsChanged();
 
     // Whether a window is drawn into frames: the key window always, the overlay never, others as
     // the delegate answers (yes when it does not).

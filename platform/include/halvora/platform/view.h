@@ -38,16 +38,23 @@ enum class ViewRole {
 };
 
 // Where a view draws: the view, its children and whatever overflows its bounds (text running
-// past its box, a child placed outside), as one rectangle in screen coordinates (those of
-// Window::frame). Sensitive views are blanked in frames through this, so a toolkit that cannot
-// tell says `unknown` and no frame is sent while such a view exists.
+// past its box, a child placed outside), cut to what its clipping ancestors let show, as
+// rectangles in screen coordinates (those of Window::frame). Sensitive views are blanked in frames
+// through this:
+// - `known`: exactly these rectangles;
+// - `within`: the place cannot be read now (something moves the view where the toolkit does not
+//   report it, such as its render thread), but the view lies inside these rectangles, which are
+//   blanked whole;
+// - `unknown`: not even that, and no frame is sent while such a view exists.
 struct DrawnArea {
-    enum class Kind { notDrawn, known, unknown };
+    enum class Kind { notDrawn, known, within, unknown };
     Kind kind = Kind::unknown;
-    Rect frame;  // when known
+    std::vector<Rect> rects;  // when known or within
 
     static DrawnArea notDrawn() { return {Kind::notDrawn, {}}; }
-    static DrawnArea at(Rect frame) { return {Kind::known, frame}; }
+    static DrawnArea at(Rect frame) { return {Kind::known, {frame}}; }
+    static DrawnArea at(std::vector<Rect> rects) { return {Kind::known, std::move(rects)}; }
+    static DrawnArea within(std::vector<Rect> rects) { return {Kind::within, std::move(rects)}; }
 };
 
 class View;
