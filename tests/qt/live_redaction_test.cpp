@@ -60,22 +60,16 @@ constexpr const char* kDesktopQml = R"(
                 Rectangle { y: 620; width: parent.width; height: 100; color: "#e0c000" }
             }
         }
-        Component {
-            id: account
-            Page {
-                Halvora.redactedItems: [number]
-                Rectangle { width: parent.width; height: 150; color: "#00c0c0" }
-                Rectangle { id: number; x: 40; y: 200; width: 300; height: 50; color: "#ff00cc" }
-            }
+        // A still page: a band of its own colour, and one sensitive number.
+        component Sheet: Page {
+            property alias band: bandRect.color
+            property alias secretX: number.x
+            Halvora.redactedItems: [number]
+            Rectangle { id: bandRect; width: parent.width; height: 150 }
+            Rectangle { id: number; y: 250; width: 300; height: 50; color: "#ff00cc" }
         }
-        Component {
-            id: statement
-            Page {
-                Halvora.redactedItems: [iban]
-                Rectangle { width: parent.width; height: 150; color: "#7030a0" }
-                Rectangle { id: iban; x: 600; y: 300; width: 300; height: 50; color: "#ff00cc" }
-            }
-        }
+        Component { id: account; Sheet { band: "#00c0c0"; secretX: 40 } }
+        Component { id: statement; Sheet { band: "#7030a0"; secretX: 600 } }
         Component {
             id: motion
             Page {
