@@ -1,5 +1,6 @@
 #include "qt/input_delivery.h"
 
+#include <algorithm>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QGuiApplication>
@@ -37,14 +38,18 @@ const QPointingDevice* agentMouse = nullptr;
 constexpr qint64 kAgentMouseId = 0x484C5600;
 
 // Event timestamps in milliseconds, as the window system's: Qt Quick's handlers time taps,
-// double taps and long presses with them.
+// double taps and long presses with them. They strictly increase: moves an agent's packet
+// brings in one burst would otherwise share a millisecond, and Flickable divides by the time
+// between moves to get its velocity.
 quint64 now() {
     static QElapsedTimer clock = [] {
         QElapsedTimer started;
         started.start();
         return started;
     }();
-    return static_cast<quint64>(clock.elapsed()) + 1;
+    static quint64 last = 0;
+    last = std::max(last + 1, static_cast<quint64>(clock.elapsed()) + 1);
+    return last;
 }
 
 Qt::MouseButton qtButton(platform::MouseButton button) {
