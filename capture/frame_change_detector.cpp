@@ -5,20 +5,77 @@
 
 namespace halvora {
 
-bool FrameChangeDetector::changed(const RgbaFrame& frame) {
-    // The geometry is part of the picture: the same bytes at another width are another image.
-    if (known_ && frame.width == width_ && frame.height == height_ && frame.bytesPerRow == bytesPerRow_ &&
-        frame.pixels.size() == last_.size() &&
-        (last_.empty() || std::memcmp(frame.pixels.data(), last_.data(), last_.size()) == 0)) {
-        return false;
-    }
+FrameChanges FrameChangeDetector::remember(const RgbaFrame& frame) {
     // assign() reuses the existing capacity, so stable sizes copy without allocating.
-    last_.assign(frame.pixels.begin(), frame.pixels.end());
+    last_.assign(frame.pixels.begin(), frame.pixels.begin() + static_cast<std::ptrdiff_t>(frame.bytesPerRow * frame.height));
     width_ = frame.width;
     height_ = frame.height;
     bytesPerRow_ = frame.bytesPerRow;
     known_ = true;
-    return true;
+    return {.whole = true, .regions = {}};
+}
+
+FrameChanges FrameChangeDetector::compare(const RgbaFrame& frame) {
+    // The geometry is part of the picture: the same bytes at another width are another image.
+    if (!known_ || frame.width != width_ || frame.height != height_ || frame.bytesPerRow != bytesPerRow_ ||
+        !frame.consistent()) {
+        return remember(frame);
+    }
+    FrameChanges changes;
+    const int columns = (width_ + tile_ - 1) / tile_;
+    const std::size_t rowBytes = static_cast<std::size_t>(width_) * RgbaFrame::kBytesPerPixel;
+    const std::size_t tileBytes = static_cast<std::size_t>(tile_) * RgbaFrame::kBytesPerPixel;
+    // Rectangles of the band above still open for extending downwards, as indexes into regions.
+    std::vector<std::size_t> open;
+    std::vector<std::size_t> stillOpen;
+    for (int top = 0; top < height_; top += tile_) {
+        const int bottom = std::min(top + tile_, height_);
+        bandTiles_.assign(static_cast<std::size_t>(columns), 0);
+        int changedTiles = 0;
+        for (int y = top; y < bottom; ++y) {
+            const std::uint8_t* now = frame.row(y);
+            std::uint8_t* before = last_.data() + bytesPerRow_ * static_cast<std::size_t>(y);
+            if (std::memcmp(now, before, rowBytes) == 0) continue;
+            // Only the tiles not yet known to have changed in this band are compared again.
+            if (changedTiles < columns) {
+                for (int column = 0; column < columns; ++column) {
+                    if (bandTiles_[static_cast<std::size_t>(column)]) continue;
+                    const std::size_t offset = static_cast<std::size_t>(column) * tileBytes;
+                    const std::size_t length = std::min(tileBytes, rowBytes - offset);
+                    if (std::memcmp(now + offset, before + offset, length) != 0) {
+                        bandTiles_[static_cast<std::size_t>(column)] = 1;
+                        ++changedTiles;
+                    }
+                }
+            }
+            std::memcpy(before, now, rowBytes);
+        }
+        stillOpen.clear();
+        for (int column = 0; column < columns;) {
+            if (!bandTiles_[static_cast<std::size_t>(column)]) {
+                ++column;
+                continue;
+            }
+            int end = column;
+            while (end < columns && bandTiles_[static_cast<std::size_t>(end)]) ++end;
+            const PixelRect run{column * tile_, top, std::min(end * tile_, width_) - column * tile_, bottom - top};
+            // The same columns changed in the band above: that rectangle grows down instead.
+            auto above = std::find_if(open.begin(), open.end(), [&](std::size_t index) {
+                const PixelRect& r = changes.regions[index];
+                return r.x == run.x && r.width == run.width && r.y + r.height == top;
+            });
+            if (above != open.end()) {
+                changes.regions[*above].height += run.height;
+                stillOpen.push_back(*above);
+            } else {
+                stillOpen.push_back(changes.regions.size());
+                changes.regions.push_back(run);
+            }
+            column = end;
+        }
+        std::swap(open, stillOpen);
+    }
+    return changes;
 }
 
 }  // namespace halvora

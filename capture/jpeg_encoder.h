@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "capture/pixel_rect.h"
 #include "halvora/platform/rgba_frame.h"
 
 namespace halvora {
@@ -31,6 +32,11 @@ public:
     // The same into the caller's buffer (its capacity is reused). False on failure, with `out`
     // emptied and error() saying why.
     bool encodeInto(const RgbaFrame& frame, std::vector<std::uint8_t>& out, int quality = kDefaultQuality);
+
+    // One rectangle of the frame, as a picture of its own; false as encodeInto, and when the
+    // rectangle is empty or not within the frame.
+    bool encodeRegionInto(const RgbaFrame& frame, PixelRect region, std::vector<std::uint8_t>& out,
+                          int quality = kDefaultQuality);
 
     // Why the last call failed; empty after a success.
     const std::string& error() const { return error_; }

@@ -6,10 +6,11 @@
 
 namespace halvora {
 
-float captureScale(platform::Rect screenBounds) {
+float captureScale(platform::Rect screenBounds, int maxSide) {
     const float longer = static_cast<float>(std::max(screenBounds.width, screenBounds.height));
-    if (!(longer > kMaxFrameSide)) return 1.0f;  // also a degenerate (zero or NaN) screen
-    return kMaxFrameSide / longer;
+    const float cap = static_cast<float>(std::max(maxSide, 1));
+    if (!(longer > cap)) return 1.0f;  // also a degenerate (zero or NaN) screen
+    return cap / longer;
 }
 
 bool isCapturedWindow(const platform::Window& window, const platform::WindowRef& keyWindow,

@@ -1,5 +1,5 @@
 #pragma once
-// Draws the application's windows into one small picture, the way the agent sees the screen.
+// Draws the application's windows into one picture, the way the agent sees the screen.
 
 #include <cstdint>
 #include <functional>
@@ -11,12 +11,14 @@
 
 namespace halvora {
 
-// The longer side of a frame, in pixels, at most.
-inline constexpr float kMaxFrameSide = 500.0f;
+// The longer side of a frame, in pixels, at most, unless the application chose another: a
+// desktop window up to full HD is seen one pixel per point, as its user sees it.
+inline constexpr int kDefaultMaxFrameSide = 1920;
 
-// The smaller of 1 and 500 / the longer side of the screen in points, in single precision, so a
-// frame's longer side never exceeds 500 pixels.
-float captureScale(platform::Rect screenBounds);
+// The smaller of 1 and `maxSide` / the longer side of the screen in points, in single precision,
+// so a frame's longer side never exceeds `maxSide` pixels. High-DPI screens are drawn at one
+// pixel per point too.
+float captureScale(platform::Rect screenBounds, int maxSide = kDefaultMaxFrameSide);
 
 // What frames show where a sensitive view draws: the masks' dark grey, opaque.
 inline constexpr std::uint8_t kRedactedFill[4] = {0x26, 0x26, 0x28, 0xff};

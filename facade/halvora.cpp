@@ -167,8 +167,17 @@ void Halvora::setLinkHost(std::string host) {
     linkHost_ = std::move(host);
 }
 
+static_assert(Halvora::kDefaultMaxFrameSide == halvora::kDefaultMaxFrameSide);
+
+void Halvora::setMaxFrameSide(int pixels) {
+    HALVORA_ASSERT_MAIN_THREAD();
+    maxFrameSide_ = pixels > 0 ? pixels : kDefaultMaxFrameSide;
+    if (currentSession_) currentSession_->setMaxFrameSide(maxFrameSide_);
+}
+
 std::shared_ptr<HLVSession> Halvora::makeSession() const {
     auto session = HLVSession::create(context_, device_);
+    session->setMaxFrameSide(maxFrameSide_);
     // The delegate is asked at every capture, so a delegate set later is asked too.
     session->setWindowFilter([this](const platform::Window& window) {
         if (!delegate_) return true;

@@ -15,6 +15,7 @@
 #include "qt/quick_view.h"
 #include "qt/quick_window.h"
 #include "qt/redaction_mask_item.h"
+#include "qt/render_watcher.h"
 #include "qt/screen_presentation.h"
 #include "qt/shown_pages.h"
 
@@ -70,6 +71,14 @@ QuickApplication::QuickApplication()
       input_(new QuickInputDelivery(QCoreApplication::instance())) {}
 
 QuickApplication::~QuickApplication() { delete linkHandler_.data(); }
+
+std::shared_ptr<void> QuickApplication::observeRenders(std::function<void()> onRender) {
+    auto* watcher = new RenderWatcher(std::move(onRender), QCoreApplication::instance());
+    // The application object deletes the watcher first when it goes before the handle.
+    return std::shared_ptr<RenderWatcher>(watcher, [guard = QPointer<RenderWatcher>(watcher)](RenderWatcher*) {
+        delete guard.data();
+    });
+}
 
 void QuickApplication::setIdleTimerDisabled(bool disabled) {
     if (idle_) idle_->setInhibited(disabled);

@@ -35,6 +35,9 @@ public:
     // The agent's pointer and keys as Qt's own input events (QuickInputDelivery).
     platform::InputDelivery* inputDelivery() override;
 
+    // After each swap of any of its Qt Quick windows (a grab swaps nothing).
+    std::shared_ptr<void> observeRenders(std::function<void()> onRender) override;
+
     // The desktop's screen saver, held off over D-Bus where the session bus has it.
     void setIdleTimerDisabled(bool disabled) override;
     bool isIdleTimerDisabled() const override;

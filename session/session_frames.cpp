@@ -14,31 +14,72 @@ namespace halvora {
 namespace {
 constexpr std::chrono::milliseconds kNextPassDelay{100};
 constexpr std::chrono::milliseconds kInactivePollDelay{500};
+constexpr std::chrono::seconds kWholeFrameInterval{10};
+// Past these, the regions would cost about what the whole picture costs, in bytes and in
+// encoders' headers: the whole picture is sent instead.
+constexpr double kMostChangedShare = 0.5;
+constexpr std::size_t kMostRegions = 48;
 }  // namespace
 
 bool HLVSession::isFrameLoopRunning() const { return frames_->loopRunning; }
 
 void HLVSession::setWindowFilter(WindowFilter filter) { frames_->windowFilter = std::move(filter); }
 
+void HLVSession::setMaxFrameSide(int pixels) { frames_->maxFrameSide = pixels > 0 ? pixels : kDefaultMaxFrameSide; }
+
 const RgbaFrame& HLVSession::lastCapture() const { return frames_->capture; }
 
-void HLVSession::invalidateFrame() { frames_->changeDetector.invalidate(); }
+void HLVSession::invalidateFrame() {
+    frames_->changeDetector.invalidate();
+    frames_->wholeDue = true;
+}
+
+void HLVSession::agentAsksForPicture(bool drawsRegions) {
+    frames_->agentDrawsRegions = drawsRegions;
+    invalidateFrame();
+    // Nothing may render for a long while: the picture is not left waiting for it.
+    askForPass();
+}
 
 std::string HLVSession::lastFrameId() const { return std::to_string(frames_->counter->load()); }
 
 void HLVSession::frameLoop() {
     if (frames_->loopRunning) return;
     frames_->loopRunning = true;
+    frames_->busy = true;
     std::weak_ptr<HLVSession> weak = self();
+    frames_->renders = platform::application().observeRenders([weak] {
+        if (auto session = weak.lock()) session->askForPass();
+    });
     // Asynchronous even on the main thread, so activation finishes before the first capture.
     platform::mainQueue().post([weak] {
         if (auto session = weak.lock()) session->framePass(false);
     });
 }
 
+void HLVSession::askForPass() {
+    if (!frames_->loopRunning) return;
+    if (frames_->busy) {
+        frames_->asked = true;
+        return;
+    }
+    frames_->busy = true;
+    std::weak_ptr<HLVSession> weak = self();
+    platform::mainQueue().post([weak] {
+        if (auto session = weak.lock()) session->framePass(true);
+    });
+}
+
+void HLVSession::stopFrameLoop() {
+    frames_->loopRunning = false;
+    frames_->busy = frames_->asked = false;
+    frames_->renders.reset();
+    frames_->wholeTimer.cancel();
+}
+
 void HLVSession::framePass(bool requireActive) {
     if (requireActive && !isActive()) {
-        frames_->loopRunning = false;
+        stopFrameLoop();
         return;
     }
     std::weak_ptr<HLVSession> weak = self();
@@ -50,13 +91,20 @@ void HLVSession::framePass(bool requireActive) {
     }
     updateFrame([weak] {
         platform::mainQueue().postAfter(kNextPassDelay, [weak] {
-            if (auto session = weak.lock()) session->framePass(true);
+            if (auto session = weak.lock()) session->passRested();
         });
     });
 }
 
+void HLVSession::passRested() {
+    if (!frames_->loopRunning) return;
+    frames_->busy = false;
+    // Polled when the toolkit cannot tell when it renders; otherwise only when asked meanwhile.
+    if (!frames_->renders || std::exchange(frames_->asked, false)) askForPass();
+}
+
 bool HLVSession::captureScreen() {
-    const float scale = captureScale(platform::screen().bounds());
+    const float scale = captureScale(platform::screen().bounds(), frames_->maxFrameSide);
     auto& application = platform::application();
     const auto key = application.keyWindow();
     const auto& others = frames_->windowFilter;
@@ -66,16 +114,58 @@ bool HLVSession::captureScreen() {
 }
 
 void HLVSession::updateFrame(std::function<void()> completion) {
-    if (!captureScreen() || !frames_->changeDetector.changed(frames_->capture)) {
+    if (!captureScreen()) {
+        // Nothing to show, or a sensitive place unknown for now: tried again after the pause.
+        frames_->asked = true;
         completion();
         return;
     }
-    const auto& jpeg = frames_->encoder.encode(frames_->capture, JpegEncoder::kDefaultQuality);
-    if (jpeg.empty()) {
+    const RgbaFrame& picture = frames_->capture;
+    FrameChanges changes = frames_->changeDetector.compare(picture);
+    if (changes.none()) {
         completion();
         return;
     }
-    sendFrame(std::vector<std::uint8_t>(jpeg), std::move(completion));
+    long long changedArea = 0;
+    for (const PixelRect& region : changes.regions) changedArea += region.area();
+    const bool whole = changes.whole || !frames_->agentDrawsRegions || frames_->wholeDue ||
+                       changes.regions.size() > kMostRegions ||
+                       static_cast<double>(changedArea) > kMostChangedShare * static_cast<double>(picture.width) * picture.height;
+    if (whole) {
+        const auto& jpeg = frames_->encoder.encode(picture, JpegEncoder::kDefaultQuality);
+        if (jpeg.empty()) {
+            invalidateFrame();  // not sent: the next picture is not compared with it
+            completion();
+            return;
+        }
+        wholeFrameSent();
+        sendFrame(std::vector<std::uint8_t>(jpeg), std::move(completion));
+        return;
+    }
+    std::vector<EncodedRegion> regions;
+    regions.reserve(changes.regions.size());
+    for (const PixelRect& r : changes.regions) {
+        EncodedRegion& region = regions.emplace_back(EncodedRegion{r.x, r.y, r.width, r.height, {}});
+        if (!frames_->encoder.encodeRegionInto(picture, r, region.jpeg, JpegEncoder::kDefaultQuality)) {
+            invalidateFrame();  // not sent: the next picture is not compared with it
+            completion();
+            return;
+        }
+    }
+    sendRecord(
+        [regions = std::move(regions), width = picture.width, height = picture.height](std::uint64_t id) mutable {
+            return regionsFrameRecord(id, id - 1, width, height, std::move(regions), std::chrono::system_clock::now());
+        },
+        std::move(completion));
+}
+
+void HLVSession::wholeFrameSent() {
+    frames_->wholeDue = false;
+    frames_->wholeTimer.cancel();
+    std::weak_ptr<HLVSession> weak = self();
+    frames_->wholeTimer = platform::mainQueue().postAfter(kWholeFrameInterval, [weak] {
+        if (auto session = weak.lock()) session->frames_->wholeDue = true;
+    });
 }
 
 std::shared_ptr<platform::RealtimeSocket> HLVSession::connectedStream() const {
@@ -84,16 +174,23 @@ std::shared_ptr<platform::RealtimeSocket> HLVSession::connectedStream() const {
 }
 
 void HLVSession::sendFrame(std::vector<std::uint8_t> jpeg, std::function<void()> completion) {
+    sendRecord(
+        [jpeg = std::move(jpeg)](std::uint64_t id) mutable {
+            return frameRecord(id, std::move(jpeg), std::chrono::system_clock::now());
+        },
+        std::move(completion));
+}
+
+void HLVSession::sendRecord(std::function<Json(std::uint64_t id)> record, std::function<void()> completion) {
     // The socket is read here, on the main thread; the sending queue touches only the counter.
     auto stream = sockets_ ? sockets_->stream() : nullptr;
     platform::backgroundQueue().post(
-        [counter = frames_->counter, stream = std::move(stream), jpeg = std::move(jpeg),
+        [counter = frames_->counter, stream = std::move(stream), record = std::move(record),
          completion = std::move(completion)]() mutable {
-            // A frame that cannot go out still spends its number.
+            // A frame that cannot go out still spends its number, so regions that follow it name a
+            // base the agent never had and are not drawn.
             const std::uint64_t id = ++*counter;
-            if (stream && stream->isConnected()) {
-                stream->emitEvent("frame", {frameRecord(id, std::move(jpeg), std::chrono::system_clock::now())});
-            }
+            if (stream && stream->isConnected()) stream->emitEvent("frame", {record(id)});
             completion();
         });
 }
@@ -102,6 +199,8 @@ void HLVSession::viewWillAppear(const platform::ViewControllerRef& viewControlle
     if (!viewController || !isActive()) return;
     const auto top = platform::application().topViewController();
     if (!top || !top->isSameController(*viewController)) return;
+    // Another screen is drawn whole, whatever part of the picture it changed.
+    frames_->wholeDue = true;
     if (auto stream = connectedStream()) {
         stream->emitEvent("screen", {screenRecord(viewController->className(), viewController->title(),
                                              std::chrono::system_clock::now())});

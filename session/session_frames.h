@@ -7,6 +7,8 @@
 
 #include "capture/frame_change_detector.h"
 #include "capture/jpeg_encoder.h"
+#include "capture/screen_capture.h"
+#include "halvora/platform/main_queue.h"
 #include "halvora/platform/rgba_frame.h"
 #include "halvora/session.h"
 
@@ -19,7 +21,21 @@ struct SessionFrames {
     JpegEncoder encoder;
     RgbaFrame capture;
     HLVSession::WindowFilter windowFilter;
+    int maxFrameSide = kDefaultMaxFrameSide;
     bool loopRunning = false;
+
+    // Pacing. A pass is asked for by a render, a "sync" or a refused capture. Asked while the loop
+    // is idle it runs at once; asked while a pass is queued, running or in the 0.1 s that follow
+    // it, it runs when that time is over. Toolkits that cannot tell when they render are polled.
+    bool busy = false;
+    bool asked = false;
+    std::shared_ptr<void> renders;  // null when polled
+
+    // Changed regions: only for an agent that announced it draws them, and never for the first
+    // frame, after a "sync" or a screen change, or 10 s after the last whole frame.
+    bool agentDrawsRegions = false;
+    bool wholeDue = true;
+    platform::TimerHandle wholeTimer;
 };
 
 }  // namespace halvora

@@ -19,6 +19,14 @@ const Json& firstItem(const Items& items) {
     return items.empty() ? kNull : items[0];
 }
 
+// A "sync" whose argument holds "regions": true comes from agents that composite changed regions
+// onto the picture they have; anything else asks for whole frames.
+bool announcesRegions(const Json& payload) {
+    if (!payload.is_object()) return false;
+    const auto regions = payload.find("regions");
+    return regions != payload.end() && regions->is_boolean() && regions->get<bool>();
+}
+
 }  // namespace
 
 std::shared_ptr<HLVSessionSockets> HLVSessionSockets::create(const std::shared_ptr<HLVSession>& session) {
@@ -114,10 +122,10 @@ void HLVSessionSockets::registerStreamHandlers(platform::RealtimeSocket& socket)
     socket.on("url", deliver("url"));
     socket.on("touch", deliver("touch"));
     socket.on("keypress", deliver("keypress"));
-    socket.on("sync", [weak](const Items&) {
+    socket.on("sync", [weak](const Items& items) {
         auto self = weak.lock();
         auto session = self ? self->session_.lock() : nullptr;
-        if (session) session->invalidateFrame();
+        if (session) session->agentAsksForPicture(announcesRegions(firstItem(items)));
     });
     socket.on("probe", [weak](const Items& items) {
         auto self = weak.lock();

@@ -4,6 +4,7 @@
 // captures as often as the scene changes beside the session's own loop.
 
 #include <QImage>
+#include <QPainter>
 #include <QTimer>
 #include <gtest/gtest.h>
 
@@ -25,7 +26,9 @@ namespace halvora::qt::test {
 
 struct Frame {
     int id = 0;
-    QImage image;
+    QImage image;    // the whole picture, with a regions frame drawn over the one before it
+    int regions = 0;  // how many regions it carried; 0 for a whole frame
+    std::chrono::steady_clock::time_point sentAt;
 };
 
 inline bool anyPixel(const QImage& image, bool (*match)(QColor)) {
@@ -76,24 +79,43 @@ protected:
         return socket;
     }
 
-    // Every frame sent so far, decoded.
-    std::vector<Frame> frames() const {
-        std::vector<Frame> decoded;
-        for (const auto& [event, items] : stream()->emittedSoFar()) {
-            if (event != "frame") continue;
-            const auto& jpeg = items.at(0).at("image").get_binary();
-            Frame frame{items.at(0).at("id").get<int>(), {}};
-            frame.image.loadFromData(jpeg.data(), static_cast<int>(jpeg.size()), "JPEG");
+    // Every frame sent so far, decoded as an agent drawing regions sees it (each decoded once).
+    const std::vector<Frame>& frames() const {
+        for (auto& emission : stream()->emittedSince(eventsRead_)) {
+            ++eventsRead_;
+            if (emission.event != "frame") continue;
+            const Json& record = emission.items.at(0);
+            Frame frame{record.at("id").get<int>(), {}, 0, emission.at};
+            if (!record.contains("regions")) {
+                frame.image = jpegImage(record.at("image"));
+            } else {
+                EXPECT_TRUE(!decoded_.empty() && record.at("base") == decoded_.back().id) << "frame " << frame.id;
+                frame.image = decoded_.empty() ? QImage() : decoded_.back().image.copy();
+                EXPECT_EQ(QSize(record.at("width"), record.at("height")), frame.image.size()) << "frame " << frame.id;
+                QPainter painter(&frame.image);
+                for (const Json& region : record.at("regions")) {
+                    const QImage piece = jpegImage(region.at("image"));
+                    EXPECT_EQ(piece.size(), QSize(region.at("width"), region.at("height"))) << "frame " << frame.id;
+                    painter.drawImage(QPoint(region.at("x"), region.at("y")), piece);
+                    ++frame.regions;
+                }
+            }
             EXPECT_FALSE(frame.image.isNull()) << "frame " << frame.id << " is not a JPEG";
-            decoded.push_back(std::move(frame));
+            decoded_.push_back(std::move(frame));
         }
-        return decoded;
+        return decoded_;
+    }
+    static QImage jpegImage(const Json& binary) {
+        const auto& jpeg = binary.get_binary();
+        QImage image;
+        image.loadFromData(jpeg.data(), static_cast<int>(jpeg.size()), "JPEG");
+        return image.convertToFormat(QImage::Format_RGB32);
     }
     // Waits for a frame that `match` finds a pixel in and returns how many frames were sent by then.
     std::size_t waitForFrameShowing(bool (*match)(QColor)) const {
         std::size_t count = 0;
         const bool seen = eventually([&] {
-            const auto sent = frames();
+            const auto& sent = frames();
             count = sent.size();
             return !sent.empty() && anyPixel(sent.back().image, match);
         });
@@ -105,6 +127,10 @@ protected:
     std::shared_ptr<testing::FakeSocketFactory> sockets = std::make_shared<testing::FakeSocketFactory>();
     std::shared_ptr<HLVSession> session;
     std::unique_ptr<QQuickWindow> window;
+
+private:
+    mutable std::size_t eventsRead_ = 0;
+    mutable std::vector<Frame> decoded_;
 };
 
 // Counts every pass of a capture made as often as the scene changes, beside the session's own,

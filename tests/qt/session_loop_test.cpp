@@ -124,7 +124,20 @@ protected:
     const char* windowQml() const override { return kShopQml; }
 };
 
-TEST_F(QtSessionTest, FramesFollowTheScreenAndSyncResendsWithoutTheOverlayEvenIfEveryWindowIsRefused) {
+// The largest difference of a colour channel between two pictures of one size.
+int largestDifference(const QImage& a, const QImage& b) {
+    EXPECT_EQ(a.size(), b.size());
+    int largest = 0;
+    for (int y = 0; y < std::min(a.height(), b.height()); ++y)
+        for (int x = 0; x < std::min(a.width(), b.width()); ++x) {
+            const QColor p = a.pixelColor(x, y), q = b.pixelColor(x, y);
+            largest = std::max({largest, std::abs(p.red() - q.red()), std::abs(p.green() - q.green()),
+                                std::abs(p.blue() - q.blue())});
+        }
+    return largest;
+}
+
+TEST_F(QtSessionTest, FramesFollowTheScreenWholeOrInRegionsAndSyncResendsWithoutTheOverlayEvenIfEveryWindowIsRefused) {
     Halvora::instance().setDelegate(std::make_shared<RefuseEveryWindow>());
     ASSERT_NO_FATAL_FAILURE(activate());
     waitForFrameShowing(isBadgeBlue);
@@ -146,14 +159,31 @@ TEST_F(QtSessionTest, FramesFollowTheScreenAndSyncResendsWithoutTheOverlayEvenIf
     ASSERT_TRUE(eventually([&] { return frames().size() == 3; }));
     QTest::qWait(300);
 
+    // An agent that draws regions gets a whole picture at its "sync", then only what changed;
+    // drawn over the picture before, that is the picture a whole frame of the same moment shows.
+    stream()->fire("sync", {Json{{"regions", true}}});
+    ASSERT_TRUE(eventually([&] { return frames().size() == 4; }));
+    child(window.get(), "badge")->setProperty("color", QColor("#2040c0"));
+    waitForFrameShowing(isBadgeBlue);
+    stream()->fire("sync");
+    ASSERT_TRUE(eventually([&] { return frames().size() == 6; }));
+    // 500 pixels at most, as phones had it.
+    Halvora::instance().setMaxFrameSide(500);
+    stream()->fire("sync");
+    ASSERT_TRUE(eventually([&] { return frames().size() == 7; }));
+    QTest::qWait(300);
+
     const auto sent = frames();
-    ASSERT_EQ(sent.size(), 3u);
+    ASSERT_EQ(sent.size(), 7u);
     for (std::size_t i = 0; i < sent.size(); ++i) {
         EXPECT_EQ(sent[i].id, static_cast<int>(i) + 1);
-        EXPECT_EQ(sent[i].image.size(), QSize(231, 500));  // 390x844 points, longer side 500
+        EXPECT_EQ(sent[i].image.size(), i < 6 ? QSize(390, 844) : QSize(231, 500)) << "frame " << sent[i].id;
+        EXPECT_EQ(sent[i].regions > 0, i == 4) << "frame " << sent[i].id;
         EXPECT_FALSE(anyPixel(sent[i].image, isBannerRed)) << "frame " << sent[i].id;
     }
     EXPECT_EQ(sent[2].image, sent[1].image);
+    EXPECT_EQ(sent[3].image, sent[1].image);
+    EXPECT_LE(largestDifference(sent[4].image, sent[5].image), 32);  // chroma smoothing at the regions' edges
 }
 
 // Any window: the masks the library made, wherever they are.

@@ -4,6 +4,7 @@
 // tests/qt/session_loop_test.cpp.
 #include <gtest/gtest.h>
 
+#include "capture/frame_change_detector.h"
 #include "capture/screen_capture.h"
 #include "facade/facade_access.h"
 #include "halvora/halvora.h"
@@ -130,6 +131,115 @@ TEST_F(SessionFramesTest, TheTopScreenIsAnnouncedWhileActiveWithANullTitleWhenIt
     session->updateResource(record("pending"));
     session->viewWillAppear(shown, false);
     EXPECT_EQ(sent("screen").size(), 2u);
+}
+
+// After the first pass, passes follow renders, at most one per 0.1 s, and none while nothing
+// renders; an agent's "sync" asks for one of its own.
+TEST_F(SessionFramesTest, OnAToolkitThatTellsWhenItRendersPassesFollowRendersOnly) {
+    ui->tellsRenders = true;
+    session->frameLoop();
+    settle();
+    ASSERT_EQ(window->draws, 1);
+    advance(5s);
+    settle();
+    EXPECT_EQ(window->draws, 1) << "passes while nothing rendered";
+
+    ui->render();
+    settle();
+    EXPECT_EQ(window->draws, 2) << "a render after a quiet while waits for nothing";
+    ui->render();  // two renders during the pause after that pass make one pass at its end
+    ui->render();
+    advance(99ms);
+    settle();
+    EXPECT_EQ(window->draws, 2);
+    advance(1ms);
+    settle();
+    EXPECT_EQ(window->draws, 3);
+    advance(1s);
+    settle();
+    EXPECT_EQ(window->draws, 3);
+
+    stream()->fire("sync", {Json{{"regions", true}}});
+    settle();
+    EXPECT_EQ(window->draws, 4);
+    EXPECT_EQ(sent("frame").size(), 2u) << "a sync resends the unchanged picture";
+}
+
+// Regions go only to an agent that announced it draws them, and whole frames come back at a
+// "sync", another screen and 10 s after the last whole one.
+TEST_F(SessionFramesTest, ChangedRegionsFollowTheWholeFrameTheAgentHasUntilTheNextWholeOneIsDue) {
+    ui->tellsRenders = true;
+    session->frameLoop();
+    settle();
+    auto marker = std::make_shared<FakeView>(platform::Rect{10, 10, 20, 20}, kBlue);
+    int step = 0;
+    auto change = [&] {
+        marker->setFill(++step % 2 ? kWhite : kBlue);
+        ui->render();
+        advance(1s);
+        settle();
+        return sent("frame").back();
+    };
+    window->root->addSubview(marker);
+    EXPECT_TRUE(change().contains("image")) << "no region for an agent that announced nothing";
+
+    stream()->fire("sync", {Json{{"regions", true}}});
+    advance(1s);
+    settle();
+    EXPECT_TRUE(sent("frame").back().contains("image"));
+    const Json regions = change();
+    ASSERT_TRUE(regions.contains("regions"));
+    EXPECT_EQ(regions["base"], regions["id"].get<int>() - 1);
+    EXPECT_EQ(regions["regions"].size(), 1u);
+    EXPECT_EQ(regions["regions"][0]["x"], 0);  // the tile holding the marker
+    EXPECT_EQ(regions["regions"][0]["width"], 32);
+
+    auto screen = std::make_shared<testing::FakeViewController>();
+    ui->top = screen;
+    session->viewWillAppear(screen, false);
+    EXPECT_TRUE(change().contains("image")) << "another screen is sent whole";
+    EXPECT_TRUE(change().contains("regions"));
+    advance(9s);  // with the second change's, 10 s after the whole frame
+    EXPECT_TRUE(change().contains("image")) << "10 s after the last whole frame";
+    stream()->fire("sync", {Json{{"regions", "yes"}}});
+    advance(1s);
+    settle();
+    EXPECT_TRUE(change().contains("image")) << "only true announces regions";
+}
+
+// Changed tiles of 32 pixels, joined side by side and then down over the same columns, cut to
+// the frame's edges.
+TEST(FrameChangeDetectorTest, ReportsTheChangedTilesAsFewRectangles) {
+    struct Case {
+        const char* name;
+        std::vector<std::pair<int, int>> changedPixels;
+        std::vector<PixelRect> regions;
+    };
+    const Case cases[] = {
+        {"nothing", {}, {}},
+        {"one pixel", {{0, 0}}, {{0, 0, 32, 32}}},
+        {"at the partial far corner", {{99, 69}}, {{96, 64, 4, 6}}},
+        {"neighbours in a band", {{33, 5}, {70, 5}}, {{32, 0, 64, 32}}},
+        {"one column down every band", {{5, 5}, {5, 40}, {5, 65}}, {{0, 0, 32, 70}}},
+        {"diagonal", {{5, 5}, {40, 40}}, {{0, 0, 32, 32}, {32, 32, 32, 32}}},
+        {"an L", {{5, 5}, {40, 5}, {5, 40}}, {{0, 0, 64, 32}, {0, 32, 32, 32}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        RgbaFrame frame;
+        frame.resize(100, 70);
+        FrameChangeDetector detector;
+        EXPECT_TRUE(detector.compare(frame).whole) << "the first frame";
+        for (const auto& [x, y] : c.changedPixels) frame.row(y)[x * RgbaFrame::kBytesPerPixel + 1] = 9;
+        const FrameChanges changes = detector.compare(frame);
+        EXPECT_FALSE(changes.whole);
+        EXPECT_EQ(changes.regions, c.regions);
+        EXPECT_TRUE(detector.compare(frame).none()) << "the changed frame is remembered";
+        detector.invalidate();
+        EXPECT_TRUE(detector.compare(frame).whole);
+        frame.resize(70, 100);
+        EXPECT_TRUE(detector.compare(frame).whole) << "another size";
+    }
 }
 
 }  // namespace

@@ -9,6 +9,14 @@ void FakeRealtimeSocket::on(const std::string& event, Handler handler) {
 void FakeRealtimeSocket::emitEvent(const std::string& event, Items items) {
     std::lock_guard lock(emittedMutex_);
     emitted.emplace_back(event, std::move(items));
+    emittedAt.push_back(std::chrono::steady_clock::now());
+}
+
+std::vector<FakeRealtimeSocket::Emission> FakeRealtimeSocket::emittedSince(std::size_t from) const {
+    std::lock_guard lock(emittedMutex_);
+    std::vector<Emission> since;
+    for (std::size_t i = from; i < emitted.size(); ++i) since.push_back({emitted[i].first, emitted[i].second, emittedAt[i]});
+    return since;
 }
 
 std::vector<std::pair<std::string, platform::RealtimeSocket::Items>> FakeRealtimeSocket::emittedSoFar() const {

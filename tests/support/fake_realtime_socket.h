@@ -3,6 +3,7 @@
 // and reads back what the library emitted, connected and disconnected.
 
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -19,6 +20,7 @@ public:
     platform::RealtimeSocketConfig config;
     // Read directly once the sending queue has drained; while it runs, read through emittedSoFar().
     std::vector<std::pair<std::string, Items>> emitted;
+    std::vector<std::chrono::steady_clock::time_point> emittedAt;  // when each was emitted
     int connects = 0;
     int disconnects = 0;
     std::atomic<bool> connected = false;  // the sending queue reads it
@@ -26,6 +28,13 @@ public:
     void on(const std::string& event, Handler handler) override;
     void emitEvent(const std::string& event, Items items) override;
     std::vector<std::pair<std::string, Items>> emittedSoFar() const;
+    // The events emitted from the `from`th on, each with when it was emitted.
+    struct Emission {
+        std::string event;
+        Items items;
+        std::chrono::steady_clock::time_point at;
+    };
+    std::vector<Emission> emittedSince(std::size_t from) const;
     void connect() override { ++connects; }
     void disconnect() override { ++disconnects; }
     void setExtraHeaders(platform::HeaderList headers) override { config.extraHeaders = std::move(headers); }

@@ -179,6 +179,17 @@ public:
     platform::InputDelivery* inputDelivery() override { return delivery; }
     platform::InputDelivery* delivery = nullptr;
     std::vector<platform::ViewRef> sensitiveViews() const override { return sensitive; }
+    // A toolkit that tells when it renders, when set; render() then calls the observer.
+    bool tellsRenders = false;
+    std::function<void()> onRender;
+    std::shared_ptr<void> observeRenders(std::function<void()> observer) override {
+        if (!tellsRenders) return nullptr;
+        onRender = std::move(observer);
+        return std::make_shared<int>(0);
+    }
+    void render() const {
+        if (onRender) onRender();
+    }
     void setIdleTimerDisabled(bool disabled) override { idleTimerDisabled = disabled; }
     bool isIdleTimerDisabled() const override { return idleTimerDisabled; }
     platform::ViewRef makeRedactionMask(platform::Rect frame) override {

@@ -175,6 +175,13 @@ public:
     // (setAskBeforeAgentSessions); failures are only logged ("Error joining session ...").
     static void joinFromOutside(const std::string& code);
 
+    // The longer side of the pictures the agent gets, in pixels, at most: windows up to that size
+    // are sent one pixel per point, larger ones scaled down. 1920 by default; 500 keeps the small
+    // pictures of phone-sized apps. 0 or less restores the default. Applies from the next frame.
+    void setMaxFrameSide(int pixels);
+    int maxFrameSide() const { return maxFrameSide_; }
+    static constexpr int kDefaultMaxFrameSide = 1920;
+
     // Host of the service's session links ("https://<host>/session/123456").
     void setLinkHost(std::string host);
     const std::string& linkHost() const { return linkHost_; }
@@ -238,6 +245,7 @@ private:
     std::shared_ptr<HalvoraDelegate> delegate_;
     std::shared_ptr<HLVDevice> device_;
     std::string linkHost_ = kDefaultLinkHost;
+    int maxFrameSide_ = kDefaultMaxFrameSide;
     std::unique_ptr<HLVTouchInjector> touchInjector_;
     std::unique_ptr<HLVKeyPressInjector> keyPressInjector_;
     std::vector<platform::ViewRef> redactedViews_;

@@ -86,10 +86,12 @@ public:
     std::shared_ptr<HLVSessionSockets> sockets() const { return sockets_; }
 
     // Streaming frames while the session is active (session_frames.cpp). One pass at a time:
-    // capture, compare with the last frame, and when it changed encode and send it; the next pass
-    // starts 0.1 s after the previous one finished, or every 0.5 s while the application is not
-    // active. The loop stops by itself at the first pass after the session stops being active.
-    // Starting it while it runs does nothing, so a second activation cannot double the traffic.
+    // capture, compare with the last frame, and when it changed encode and send it (whole, or its
+    // changed regions). On toolkits that tell when they render, a pass runs after a render, at
+    // most one per 0.1 s, and none while nothing renders; elsewhere the next pass starts 0.1 s
+    // after the previous one finished. Every 0.5 s while the application is not active. The loop
+    // stops by itself at the first pass after the session stops being active. Starting it while
+    // it runs does nothing, so a second activation cannot double the traffic.
     void frameLoop();
     bool isFrameLoopRunning() const;
     // One pass; the completion runs exactly once, on the main queue when nothing is sent and on
@@ -98,6 +100,8 @@ public:
     // Which windows besides the key window and the overlay are drawn into frames (all when none
     // is set; the facade asks its delegate).
     void setWindowFilter(WindowFilter filter);
+    // The longer side of frames, in pixels, at most (1920 unless set; 0 or less restores that).
+    void setMaxFrameSide(int pixels);
     // Draws the windows to capture into the session's reused frame buffer; false when there is
     // nothing to draw (no key window).
     bool captureScreen();
@@ -105,8 +109,11 @@ public:
     // Numbers and emits one frame on the background queue (dropped when the stream is not
     // connected), then runs the completion there.
     void sendFrame(std::vector<std::uint8_t> jpeg, std::function<void()> completion);
-    // Forgets the last frame, so the next capture is sent even when unchanged (the agent's "sync").
+    // Forgets the last frame, so the next capture is sent whole even when unchanged.
     void invalidateFrame();
+    // The agent's "sync": a whole picture now, and from then on only the changed regions when
+    // `drawsRegions` (the agent announced it composites them), else whole frames.
+    void agentAsksForPicture(bool drawsRegions);
     // Number of the last frame numbered, as a decimal string ("0" before the first frame).
     std::string lastFrameId() const;
     // Tells the agent which screen is shown, when the session is active and `viewController` is
@@ -124,6 +131,11 @@ private:
     std::vector<SessionHandler> onEnded_;
     std::vector<AgentEventHandler> onAgentEvent_;
     void framePass(bool requireActive);
+    void askForPass();
+    void passRested();
+    void stopFrameLoop();
+    void wholeFrameSent();
+    void sendRecord(std::function<Json(std::uint64_t id)> record, std::function<void()> completion);
     std::shared_ptr<platform::RealtimeSocket> connectedStream() const;
 
     std::shared_ptr<HLVDevice> device_;

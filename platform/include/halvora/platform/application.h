@@ -40,6 +40,10 @@ public:
     // kind of control itself (see controls.h).
     virtual InputDelivery* inputDelivery() { return nullptr; }
 
+    // Calls `onRender` on the main queue after a window of the application presented a newly
+    // rendered picture, until the returned handle is released (on the main queue). None when the
+    // toolkit cannot tell when it renders: the frame loop then polls.
+    virtual std::shared_ptr<void> observeRenders(std::function<void()> /*onRender*/) { return nullptr; }
     // Keeps the display awake while true.
     virtual void setIdleTimerDisabled(bool disabled) = 0;
     virtual bool isIdleTimerDisabled() const = 0;
