@@ -2,8 +2,8 @@
 // arriving at an agent (the official JavaScript Socket.IO client) through the reference service.
 // The shop's latency probe (--latency-probe) recolours a strip every interval and prints when; the
 // agent decodes each frame, reads the strip's colour and times the first frame that shows each
-// change. Prints p50 and p95 over CHANGES changes beside their targets, with the device's capture
-// pace (0.1 s between passes, so a change waits 50 ms for a pass on average) as the bound's basis.
+// change. Prints p50 and p95 over CHANGES changes beside their targets and beside what waiting for
+// a pass polled every 0.1 s alone used to cost.
 //   node bench/latency.mjs HALVORA_DEMO_SHOP [CHANGES=200] [INTERVAL_MS=250]
 import { spawn } from 'node:child_process';
 import { mkdtempSync, rmSync } from 'node:fs';
@@ -21,8 +21,10 @@ if (!shop || !(changes > 0) || !(intervalMs >= 150)) {
   console.error('usage: node bench/latency.mjs HALVORA_DEMO_SHOP [CHANGES>0] [INTERVAL_MS>=150]');
   process.exit(2);
 }
-const TARGETS = { p50: 70, p95: 120 };
-const CAPTURE_PACE_MS = 100;
+const TARGETS = { p50: 25, p95: 60 };
+// With a pass polled every 100 ms, a change waited 50 ms on average and up to 100 ms for it: the
+// old bound, beside which the figures are printed. Passes now follow renders.
+const POLLING_BOUND = { p50: 50, p95: 95 };
 // The probe's colours, in its order (examples/quick-demo/Main.qml).
 const PALETTE = [[255, 0, 0], [0, 255, 0], [0, 0, 255], [255, 255, 0], [0, 255, 255], [255, 0, 255], [255, 255, 255], [0, 0, 0]];
 const PROBE_HEIGHT = 80; // window pixels, at the bottom of an 844-pixel window
@@ -103,9 +105,9 @@ const sorted = [...latencies.values()].sort((a, b) => a - b);
 const percentile = (p) => sorted[Math.min(sorted.length - 1, Math.ceil((p / 100) * sorted.length) - 1)];
 const p50 = percentile(50);
 const p95 = percentile(95);
-console.log(`changes measured: ${sorted.length} (not seen in any frame: ${missed}), capture pace ${CAPTURE_PACE_MS} ms`);
-console.log(`p50 ${p50} ms  target ${TARGETS.p50} ms  ratio ${(p50 / TARGETS.p50).toFixed(2)}`);
-console.log(`p95 ${p95} ms  target ${TARGETS.p95} ms  ratio ${(p95 / TARGETS.p95).toFixed(2)}`);
+console.log(`changes measured: ${sorted.length} (not seen in any frame: ${missed})`);
+console.log(`p50 ${p50} ms  target ${TARGETS.p50} ms  ratio ${(p50 / TARGETS.p50).toFixed(2)}  (the polling wait alone: ${POLLING_BOUND.p50} ms)`);
+console.log(`p95 ${p95} ms  target ${TARGETS.p95} ms  ratio ${(p95 / TARGETS.p95).toFixed(2)}  (the polling wait alone: ${POLLING_BOUND.p95} ms)`);
 console.log(`min ${sorted[0]} ms  max ${sorted.at(-1)} ms`);
 app.removeAllListeners('exit');
 app.kill('SIGKILL');

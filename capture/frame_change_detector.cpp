@@ -5,6 +5,29 @@
 
 namespace halvora {
 
+void joinRegions(std::vector<PixelRect>& regions, std::size_t most) {
+    auto joined = [](const PixelRect& a, const PixelRect& b) {
+        const int left = std::min(a.x, b.x), top = std::min(a.y, b.y);
+        const int right = std::max(a.x + a.width, b.x + b.width), bottom = std::max(a.y + a.height, b.y + b.height);
+        return PixelRect{left, top, right - left, bottom - top};
+    };
+    while (regions.size() > std::max<std::size_t>(most, 1)) {
+        std::size_t first = 0, second = 1;
+        long long leastWaste = -1;
+        for (std::size_t i = 0; i < regions.size(); ++i)
+            for (std::size_t j = i + 1; j < regions.size(); ++j) {
+                const long long waste = joined(regions[i], regions[j]).area() - regions[i].area() - regions[j].area();
+                if (leastWaste < 0 || waste < leastWaste) {
+                    leastWaste = waste;
+                    first = i;
+                    second = j;
+                }
+            }
+        regions[first] = joined(regions[first], regions[second]);
+        regions.erase(regions.begin() + static_cast<std::ptrdiff_t>(second));
+    }
+}
+
 FrameChanges FrameChangeDetector::remember(const RgbaFrame& frame) {
     // assign() reuses the existing capacity, so stable sizes copy without allocating.
     last_.assign(frame.pixels.begin(), frame.pixels.begin() + static_cast<std::ptrdiff_t>(frame.bytesPerRow * frame.height));

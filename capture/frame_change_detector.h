@@ -21,6 +21,10 @@ struct FrameChanges {
     bool none() const { return !whole && regions.empty(); }
 };
 
+// Joins rectangles until at most `most` are left, each time the two whose bounding rectangle
+// covers the least area they did not: a message carries only so many pictures.
+void joinRegions(std::vector<PixelRect>& regions, std::size_t most);
+
 class FrameChangeDetector {
 public:
     // Tiles of 32x32 pixels: four 8x8 JPEG blocks a side, small enough that a caret or a typed

@@ -15,10 +15,11 @@ namespace {
 constexpr std::chrono::milliseconds kNextPassDelay{100};
 constexpr std::chrono::milliseconds kInactivePollDelay{500};
 constexpr std::chrono::seconds kWholeFrameInterval{10};
-// Past these, the regions would cost about what the whole picture costs, in bytes and in
-// encoders' headers: the whole picture is sent instead.
+// Past half the picture, the regions would cost about what the whole picture costs: the whole
+// picture is sent instead.
 constexpr double kMostChangedShare = 0.5;
-constexpr std::size_t kMostRegions = 48;
+// Socket.IO servers take at most 10 binary attachments per message: more regions are joined.
+constexpr std::size_t kMostRegions = 10;
 }  // namespace
 
 bool HLVSession::isFrameLoopRunning() const { return frames_->loopRunning; }
@@ -126,10 +127,10 @@ void HLVSession::updateFrame(std::function<void()> completion) {
         completion();
         return;
     }
+    joinRegions(changes.regions, kMostRegions);
     long long changedArea = 0;
     for (const PixelRect& region : changes.regions) changedArea += region.area();
     const bool whole = changes.whole || !frames_->agentDrawsRegions || frames_->wholeDue ||
-                       changes.regions.size() > kMostRegions ||
                        static_cast<double>(changedArea) > kMostChangedShare * static_cast<double>(picture.width) * picture.height;
     if (whole) {
         const auto& jpeg = frames_->encoder.encode(picture, JpegEncoder::kDefaultQuality);

@@ -134,7 +134,7 @@ test('a device cannot grow the service: waiting sessions are few and expire, old
 
   // Whatever ids a device puts on its frames, one session keeps one frame and four numbers.
   const latest = new LatestRecords();
-  for (let i = 0; i < 1000; i += 1) latest.remember('S', 'frame', { id: 'x'.repeat(1024) + i });
+  for (let i = 0; i < 1000; i += 1) latest.remember('S', 'frame', { id: 'x'.repeat(1024) + i, image: Buffer.alloc(1) });
   assert.deepEqual(latest.frameStats('S'), { count: 1000, first_id: null, last_id: null, gaps: 999 });
   assert.equal(latest.replay('S').length, 1);
 });

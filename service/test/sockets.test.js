@@ -116,6 +116,33 @@ test('frames reach the agent as binary; a late agent gets the latest screen and 
   await eventually(() => assert.match(ctx.logLines.join('\n'), /dropped: laser .*session has ended/));
 });
 
+test('regions are announced to the device only while every console draws them, and only whole frames are replayed', async () => {
+  const session = await newSession();
+  const agentToken = (await join(session)).agent_token;
+  await activate(session);
+  const stream = await connect({ header: session.stream_token });
+  const drawing = await connect({ auth: agentToken });
+  assert.deepEqual(await nth(stream, 'sync', 2), {}); // the stream's own, then the frameless console's
+  drawing.emit('sync', { regions: true });
+  assert.deepEqual(await nth(stream, 'sync', 3), { regions: true });
+
+  const image = Buffer.from([0xff, 0xd8, 1, 2, 3]);
+  stream.emit('frame', { type: 'Frame', id: 1, image });
+  stream.emit('frame', { type: 'Frame', id: 2, width: 64, height: 64, base: 1, regions: [{ x: 0, y: 0, width: 32, height: 32, image }] });
+  assert.ok((await nth(drawing, 'frame', 2)).regions[0].image.equals(image));
+
+  // A console that says nothing of regions: it is replayed the whole frame, not the regions, and
+  // the device hears that whole frames are wanted; once it leaves, regions again.
+  const plain = await connect({ auth: agentToken });
+  assert.equal((await nth(plain, 'frame', 1)).id, 1);
+  plain.emit('sync', { regions: 'yes' });
+  assert.deepEqual(await nth(stream, 'sync', 4), {});
+  plain.close();
+  assert.deepEqual(await nth(stream, 'sync', 5), { regions: true });
+  assert.equal(received(plain, 'frame').length, 1);
+  assert.deepEqual((await ctx.api('GET', `/api/1/agent/sessions/${session.id}/frames`)).body, { count: 2, first_id: 1, last_id: 2, gaps: 0 });
+});
+
 test('an agent starts a session for a registered device, which hears of it; deleting the device cuts it off', async () => {
   const id = 'C0FFEE00-0000-4000-8000-000000000001';
   await expectError(ctx.api('POST', `/api/1/agent/devices/${id}/sessions`), 404, 'Device not found');

@@ -190,13 +190,15 @@ await shot('live');
 // again (the same tiles); tap the search field, type into it, select it all with Ctrl+A and type
 // over it, then open the one product left.
 await page.getByRole('radio', { name: 'Touch' }).check();
-const tilesNow = async () => JSON.stringify((await canvasSummary()).tiles);
+const tilesNow = async () => (await canvasSummary()).tiles;
+// Changed regions drawn over the picture shift colours at their edges a little, as JPEG does.
+const sameTiles = (a, b) => Object.keys(a).every((colour) => Math.abs(a[colour] - b[colour]) <= 0.02 * Math.max(a[colour], b[colour], 100));
 const top = await tilesNow();
 await page.mouse.move(...(await screenPoint([195, 500])));
 await page.mouse.wheel(0, 500);
-await until('the wheel to scroll the list', async () => (await tilesNow()) !== top);
+await until('the wheel to scroll the list', async () => !sameTiles(await tilesNow(), top));
 await page.mouse.wheel(0, -2000);
-await until('the wheel to scroll the list back to its top', async () => (await tilesNow()) === top);
+await until('the wheel to scroll the list back to its top', async () => sameTiles(await tilesNow(), top));
 await page.mouse.click(...(await screenPoint([195, 90])));
 await page.keyboard.type('mug');
 await until('the shop to be searched', () => output.includes('app: search mug'));

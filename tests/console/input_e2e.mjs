@@ -90,7 +90,7 @@ async function run() {
   await page.keyboard.up('ArrowDown');
   await page.keyboard.press('Escape');
   await page.keyboard.press('Tab');
-  const forward = await page.evaluate(() => document.activeElement.value);
+  const forward = await page.evaluate(() => document.activeElement.id || document.activeElement.value);
   await page.locator('#screen').focus();
   await page.keyboard.press('Escape');
   await page.keyboard.press('Shift+Tab');
@@ -104,7 +104,7 @@ async function run() {
   await until('the keys\' records', () => received(stream, 'keypress').length >= expectedKeys.length);
   await new Promise((resolve) => setTimeout(resolve, 300)); // for any record that should not come
   assert.deepEqual(received(stream, 'keypress'), expectedKeys);
-  assert.equal(forward, 'touch', 'Escape, Tab moves on to the tools');
+  assert.equal(forward, 'size-toggle', 'Escape, Tab moves on to the picture\'s size and the tools');
   assert.equal(backward, 'session-back', 'Escape, Shift+Tab moves back to the way out');
   // Only the two Tabs that left were the browser's.
   assert.deepEqual(await page.evaluate(() => window.browserKept), ['Tab', 'Tab']);

@@ -214,15 +214,16 @@ TEST(FrameChangeDetectorTest, ReportsTheChangedTilesAsFewRectangles) {
         const char* name;
         std::vector<std::pair<int, int>> changedPixels;
         std::vector<PixelRect> regions;
+        std::vector<PixelRect> joinedIntoOne;
     };
     const Case cases[] = {
-        {"nothing", {}, {}},
-        {"one pixel", {{0, 0}}, {{0, 0, 32, 32}}},
-        {"at the partial far corner", {{99, 69}}, {{96, 64, 4, 6}}},
-        {"neighbours in a band", {{33, 5}, {70, 5}}, {{32, 0, 64, 32}}},
-        {"one column down every band", {{5, 5}, {5, 40}, {5, 65}}, {{0, 0, 32, 70}}},
-        {"diagonal", {{5, 5}, {40, 40}}, {{0, 0, 32, 32}, {32, 32, 32, 32}}},
-        {"an L", {{5, 5}, {40, 5}, {5, 40}}, {{0, 0, 64, 32}, {0, 32, 32, 32}}},
+        {"nothing", {}, {}, {}},
+        {"one pixel", {{0, 0}}, {{0, 0, 32, 32}}, {{0, 0, 32, 32}}},
+        {"at the partial far corner", {{99, 69}}, {{96, 64, 4, 6}}, {{96, 64, 4, 6}}},
+        {"neighbours in a band", {{33, 5}, {70, 5}}, {{32, 0, 64, 32}}, {{32, 0, 64, 32}}},
+        {"one column down every band", {{5, 5}, {5, 40}, {5, 65}}, {{0, 0, 32, 70}}, {{0, 0, 32, 70}}},
+        {"diagonal", {{5, 5}, {40, 40}}, {{0, 0, 32, 32}, {32, 32, 32, 32}}, {{0, 0, 64, 64}}},
+        {"an L", {{5, 5}, {40, 5}, {5, 40}}, {{0, 0, 64, 32}, {0, 32, 32, 32}}, {{0, 0, 64, 64}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -235,6 +236,9 @@ TEST(FrameChangeDetectorTest, ReportsTheChangedTilesAsFewRectangles) {
         EXPECT_FALSE(changes.whole);
         EXPECT_EQ(changes.regions, c.regions);
         EXPECT_TRUE(detector.compare(frame).none()) << "the changed frame is remembered";
+        std::vector<PixelRect> joined = changes.regions;
+        joinRegions(joined, 1);
+        if (!joined.empty()) EXPECT_EQ(joined, c.joinedIntoOne);
         detector.invalidate();
         EXPECT_TRUE(detector.compare(frame).whole);
         frame.resize(70, 100);

@@ -6,9 +6,12 @@ const CODE = /^\d{6}$/;
 const STATES = new Set(['pending', 'active', 'ended']);
 const TEXT_MAX = 200;
 const CUSTOM_DATA_MAX = 20;
-// A frame is about 30 KB; the service relays up to 8 MiB.
+// A whole frame is tens of KB; the service relays up to 8 MiB.
 const IMAGE_MAX = 8 * 1024 * 1024;
 const IMAGE_TYPES = new Set(['image/jpeg', 'image/png']);
+// Devices send whole frames past a few dozen regions; a picture's side fits a canvas.
+const REGIONS_MAX = 256;
+const SIDE_MAX = 16384;
 
 export const isObject = (value) => value !== null && typeof value === 'object' && !Array.isArray(value);
 
@@ -62,16 +65,41 @@ export function deviceFrom(value) {
   };
 }
 
+// A whole picture { whole: true, id, image, type, bytes }, or the changed regions of the picture
+// numbered `base` { whole: false, id, base, width, height, regions: [{ x, y, width, height, image }],
+// type, bytes }; undefined when anything in it cannot be trusted to place.
 export function frameFrom(value) {
   if (!isObject(value)) return undefined;
-  const image = value.image;
-  let bytes;
-  if (image instanceof ArrayBuffer) bytes = image;
-  else if (ArrayBuffer.isView(image)) bytes = image;
-  if (bytes === undefined || bytes.byteLength === 0 || bytes.byteLength > IMAGE_MAX) return undefined;
   const type = IMAGE_TYPES.has(value.mime_type) ? value.mime_type : 'image/jpeg';
-  return { image: bytes, type };
+  const id = Number.isSafeInteger(value.id) && value.id >= 0 ? value.id : undefined;
+  if (value.regions === undefined) {
+    const image = imageBytes(value.image);
+    return image && { whole: true, id, image, type, bytes: image.byteLength };
+  }
+  const { width, height } = value;
+  if (id === undefined || !Number.isSafeInteger(value.base) || !side(width) || !side(height)) return undefined;
+  if (!Array.isArray(value.regions) || value.regions.length === 0 || value.regions.length > REGIONS_MAX) return undefined;
+  const regions = [];
+  let bytes = 0;
+  for (const region of value.regions) {
+    if (!isObject(region)) return undefined;
+    const { x, y } = region;
+    const image = imageBytes(region.image);
+    if (!image || !Number.isSafeInteger(x) || !Number.isSafeInteger(y) || x < 0 || y < 0) return undefined;
+    if (!side(region.width) || !side(region.height) || x + region.width > width || y + region.height > height) return undefined;
+    bytes += image.byteLength;
+    regions.push({ x, y, width: region.width, height: region.height, image });
+  }
+  if (bytes > IMAGE_MAX) return undefined;
+  return { whole: false, id, base: value.base, width, height, regions, type, bytes };
 }
+
+function imageBytes(image) {
+  if (!(image instanceof ArrayBuffer) && !ArrayBuffer.isView(image)) return undefined;
+  return image.byteLength > 0 && image.byteLength <= IMAGE_MAX ? image : undefined;
+}
+
+const side = (value) => Number.isSafeInteger(value) && value > 0 && value <= SIDE_MAX;
 
 export function screenFrom(value) {
   if (!isObject(value)) return undefined;

@@ -7,6 +7,10 @@ import { StreamStats } from './stream-stats.js';
 import { $, retrying, serviceNotice, showView } from './ui.js';
 
 const SOCKET_PATH = '/sockets/1/events';
+// Asks the device for a whole picture, and says that this console draws changed regions.
+const SYNC = { type: 'Sync', regions: true };
+// Frames waiting to be drawn, at most, before they are dropped for a fresh whole picture.
+const WAITING_MAX = 30;
 const PROBE_MS = 2000;
 const STATS_MS = 500;
 // Before the first frame, the placeholder has the shape of a phone.
@@ -43,6 +47,8 @@ export function sessionView({ onSignedOut }) {
   // Tells this page's probes from another console's on the same session.
   const probeTag = Math.random().toString(36).slice(2);
 
+  const sizeToggle = $('size-toggle');
+  let actualSize = false;
   let view; // everything about the session on show; replaced for each session
 
   const currentTool = () => toolGroup.querySelector('input[name="tool"]:checked')?.value ?? 'laser';
@@ -78,7 +84,7 @@ export function sessionView({ onSignedOut }) {
     enableControls(!ended);
     if (state === 'active' && was !== 'active') {
       // The device's stream has just come up: a picture and a round trip now, not at the next tick.
-      view.socket?.emit('sync', {});
+      view.socket?.emit('sync', SYNC);
       probe();
     }
     if (ended && was !== 'ended') {
@@ -91,73 +97,145 @@ export function sessionView({ onSignedOut }) {
     showStats();
   }
 
-  // The screen as large as the stage allows, in the frame's proportions; the overlay follows it
-  // at the display's real pixel density so strokes stay sharp.
+  // Fitted: the screen as large as the stage allows, in the frame's proportions. Actual size: one
+  // pixel of the picture to one pixel of the page, the stage scrolling when it is larger. Either
+  // way the overlay follows at the display's real pixel density so strokes stay sharp, and a
+  // picture each of whose pixels covers whole display pixels is drawn without blurring them.
   function layout() {
     const size = view?.size ?? DEFAULT_SIZE;
     const room = stage.getBoundingClientRect();
-    const scale = Math.min(room.width / size.width, room.height / size.height);
+    const scale = actualSize ? 1 : Math.min(room.width / size.width, room.height / size.height);
     if (!(scale > 0)) return;
     const width = Math.floor(size.width * scale);
     const height = Math.floor(size.height * scale);
     screen.style.width = `${width}px`;
     screen.style.height = `${height}px`;
+    stage.classList.toggle('actual', actualSize);
+    const displayPixels = (width * devicePixelRatio) / size.width;
+    const whole = displayPixels >= 1 && Math.abs(displayPixels - Math.round(displayPixels)) < 0.01;
+    frame.style.imageRendering = whole ? 'pixelated' : 'auto';
     const pixels = [Math.round(width * devicePixelRatio), Math.round(height * devicePixelRatio)];
     if (overlay.width !== pixels[0] || overlay.height !== pixels[1]) {
       [overlay.width, overlay.height] = pixels;
       tools.repaint();
     }
   }
+  sizeToggle.addEventListener('click', () => {
+    actualSize = !actualSize;
+    sizeToggle.setAttribute('aria-pressed', String(actualSize));
+    layout();
+  });
   new ResizeObserver(() => layout()).observe(stage);
 
-  // Only the newest frame waiting is kept: a slow decode skips pictures rather than falling behind.
+  // Frames are drawn in order: changed regions only mean something over the picture they were
+  // cut from. A whole frame makes every frame still waiting before it moot.
   function onFrame(record) {
     const picture = frameFrom(record);
     if (!picture || view.state === 'ended') return;
     picture.arrivedAt = performance.now();
-    if (view.decoding) {
-      view.waiting = picture;
-      return;
+    view.stats.frameArrived(picture.bytes, picture.arrivedAt);
+    if (picture.whole) view.waiting = [];
+    view.waiting.push(picture);
+    if (view.waiting.length > WAITING_MAX) {
+      // Far behind: what waits is dropped, and a whole picture asked for.
+      view.waiting = [];
+      askForWholePicture(view);
     }
-    decode(view, picture);
+    if (!view.drawing) drawWaiting(view);
   }
 
-  async function decode(current, picture) {
-    current.decoding = true;
+  async function drawWaiting(current) {
+    current.drawing = true;
     try {
-      const bitmap = await createImageBitmap(new Blob([picture.image], { type: picture.type }));
-      if (current !== view) {
-        bitmap.close();
-        return;
+      while (current === view && current.waiting.length > 0) {
+        const picture = current.waiting.shift();
+        const drawn = picture.whole ? await drawWhole(current, picture) : await drawRegions(current, picture);
+        if (drawn && current === view) {
+          if (!current.framed) {
+            current.framed = true;
+            placeholder.hidden = true;
+          }
+          requestAnimationFrame(() => current.stats.frameDrawn(picture.arrivedAt, performance.now()));
+        }
       }
-      if (frame.width !== bitmap.width || frame.height !== bitmap.height) {
-        frame.width = bitmap.width;
-        frame.height = bitmap.height;
-        current.size = { width: bitmap.width, height: bitmap.height };
-        layout();
-      }
-      frame.getContext('2d').drawImage(bitmap, 0, 0);
-      bitmap.close();
-      if (!current.framed) {
-        current.framed = true;
-        placeholder.hidden = true;
-      }
-      requestAnimationFrame(() => current.stats.frameDrawn(picture.arrivedAt, performance.now()));
-    } catch {
-      // Not a picture the browser can read: skipped, the next one may be.
     } finally {
-      current.decoding = false;
-      const next = current.waiting;
-      current.waiting = undefined;
-      if (next && current === view) decode(current, next);
+      current.drawing = false;
     }
+  }
+
+  async function drawWhole(current, picture) {
+    let bitmap;
+    try {
+      bitmap = await createImageBitmap(new Blob([picture.image], { type: picture.type }));
+    } catch {
+      return false; // not a picture the browser can read: skipped, the next one may be
+    }
+    if (current !== view) {
+      bitmap.close();
+      return false;
+    }
+    if (frame.width !== bitmap.width || frame.height !== bitmap.height) {
+      frame.width = bitmap.width;
+      frame.height = bitmap.height;
+      current.size = { width: bitmap.width, height: bitmap.height };
+      layout();
+    }
+    frame.getContext('2d').drawImage(bitmap, 0, 0);
+    bitmap.close();
+    current.shownId = picture.id;
+    return true;
+  }
+
+  // Drawn only over the very picture they were cut from, and only all of them: otherwise the
+  // picture shown would mix two moments, and a whole one is asked for instead.
+  async function drawRegions(current, picture) {
+    if (current.shownId === undefined || picture.base !== current.shownId ||
+        frame.width !== picture.width || frame.height !== picture.height) {
+      current.shownId = undefined;
+      askForWholePicture(current);
+      return false;
+    }
+    let bitmaps;
+    try {
+      bitmaps = await Promise.all(picture.regions.map((region) => createImageBitmap(new Blob([region.image], { type: picture.type }))));
+    } catch {
+      current.shownId = undefined;
+      askForWholePicture(current);
+      return false;
+    }
+    const fits = bitmaps.every((bitmap, i) => bitmap.width === picture.regions[i].width && bitmap.height === picture.regions[i].height);
+    if (current === view && fits) {
+      const context = frame.getContext('2d');
+      picture.regions.forEach((region, i) => context.drawImage(bitmaps[i], region.x, region.y));
+      current.shownId = picture.id;
+    } else if (current === view) {
+      current.shownId = undefined;
+      askForWholePicture(current);
+    }
+    for (const bitmap of bitmaps) bitmap.close();
+    return current === view && fits;
+  }
+
+  // A "sync", at most once a second while the answer is on its way.
+  function askForWholePicture(current) {
+    const now = performance.now();
+    if (now - (current.askedForWholeAt ?? -Infinity) < 1000) return;
+    current.askedForWholeAt = now;
+    current.socket?.emit('sync', SYNC);
+  }
+
+  function dataRate(bytesPerSecond) {
+    if (bytesPerSecond < 1000) return `${Math.round(bytesPerSecond)} B/s`;
+    if (bytesPerSecond < 1e6) return `${(bytesPerSecond / 1000).toFixed(bytesPerSecond < 1e4 ? 1 : 0)} kB/s`;
+    return `${(bytesPerSecond / 1e6).toFixed(1)} MB/s`;
   }
 
   function showStats() {
     if (!view) return;
-    const { fps, delayMs, roundTripMs, drawMs } = view.stats.read();
+    const { fps, bytesPerSecond, delayMs, roundTripMs, drawMs } = view.stats.read();
     const live = view.state === 'active' && view.socket?.connected === true;
     $('stat-fps').textContent = live ? fps.toFixed(1) : '–';
+    $('stat-data').textContent = live ? dataRate(bytesPerSecond) : '–';
     const delay = $('stat-delay');
     delay.textContent = delayMs === undefined || !live ? '–' : `≈ ${Math.round(delayMs)} ms`;
     delayBox.title = delayMs === undefined || !live ? delayExplained
@@ -177,7 +255,7 @@ export function sessionView({ onSignedOut }) {
       setConnection('Connected', 'connected');
       errorBox.textContent = '';
       // A fresh picture now rather than at the device's next change; then the round trip.
-      socket.emit('sync', {});
+      socket.emit('sync', SYNC);
       probe();
       showStats();
     });
@@ -326,7 +404,7 @@ export function sessionView({ onSignedOut }) {
   return {
     async show(id) {
       teardown();
-      const current = { id, state: undefined, stats: new StreamStats(), rejoins: 0, timers: {} };
+      const current = { id, state: undefined, stats: new StreamStats(), rejoins: 0, timers: {}, waiting: [] };
       view = current;
       showView('session-view');
       document.title = 'Session – Halvora console';

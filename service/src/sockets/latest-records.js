@@ -1,3 +1,5 @@
+import { isWholeFrame } from './relay.js';
+
 // The newest "screen" and "frame" each session's device sent, so an agent that connects later
 // sees the screen at once instead of waiting for the next change. Nothing else is kept per
 // session: counts of the frames relayed and of the gaps in their numbering, so that tests and
@@ -8,7 +10,9 @@ export class LatestRecords {
   remember(sessionId, event, record) {
     if (event !== 'screen' && event !== 'frame') return;
     const entry = this.#bySession.get(sessionId) ?? { stats: { count: 0, first_id: null, last_id: null, gaps: 0 } };
-    entry[event] = record;
+    // Changed regions mean nothing without the picture they were drawn on: only whole frames are
+    // replayed, and the console then asks for a fresh one.
+    if (event === 'screen' || isWholeFrame(record)) entry[event] = record;
     if (event === 'frame') count(entry.stats, record.id);
     this.#bySession.set(sessionId, entry);
   }

@@ -25,6 +25,18 @@ export function agentPayload(event, first) {
   return error ? { error } : { payload: first };
 }
 
+// The image bytes a frame record carries: its picture, or its changed regions' pictures.
+export function frameBytes(record) {
+  const size = (image) => (isBinary(image) ? image.byteLength : 0);
+  if (Array.isArray(record.regions)) return record.regions.reduce((sum, region) => sum + size(region?.image), 0);
+  return size(record.image);
+}
+
+// Whether a frame record is a whole picture, which a console can show without the one before.
+export function isWholeFrame(record) {
+  return isBinary(record.image);
+}
+
 export function devicePayload(first) {
   const error = payloadError(first, MAX_DEVICE_PAYLOAD_BYTES);
   return error ? { error } : { payload: first };

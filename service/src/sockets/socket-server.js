@@ -11,7 +11,7 @@ import {
 import { agentSessionRecord } from '../records.js';
 import { authenticate, clientDescription, printable } from './handshake.js';
 import { LatestRecords } from './latest-records.js';
-import { AGENT_TO_DEVICE_EVENTS, DEVICE_TO_AGENT_EVENTS, agentPayload, devicePayload, needsActiveSession } from './relay.js';
+import { AGENT_TO_DEVICE_EVENTS, DEVICE_TO_AGENT_EVENTS, agentPayload, devicePayload, frameBytes, needsActiveSession } from './relay.js';
 
 export const SOCKET_PATH = '/sockets/1/events';
 // Frames are ~30 KB; the limit only has to stop a runaway client.
@@ -42,6 +42,7 @@ export function createSocketServer({ server, store, log, metrics, shared, allowR
   const latest = new LatestRecords();
 
   let clustered = false;
+  let closed = false;
   namespace.use(authenticate(store, log, shared));
   // Another instance asks for its rooms' transports to be closed here too.
   namespace.on('close-transports', (room) => closeLocalTransports(room));
@@ -64,6 +65,8 @@ export function createSocketServer({ server, store, log, metrics, shared, allowR
       log(`socket disconnected: ${who} (${reason})`);
       // The console shows when a device that cannot be reached now was last there.
       if (access.channel === 'notification') store.deviceLastSeen(access.deviceId);
+      // The consoles left may all draw regions now that this one is gone.
+      if (access.channel === 'agent' && !socket.data.drawsRegions) syncDevice(access.sessionId);
     });
     socket.onAny((event, ...args) => {
       try {
@@ -81,11 +84,26 @@ export function createSocketServer({ server, store, log, metrics, shared, allowR
       const replayed = latest.replay(access.sessionId);
       for (const [event, record] of replayed) socket.emit(event, record);
       // Nothing to show yet: ask the device for its picture rather than wait for a change.
-      if (!replayed.some(([event]) => event === 'frame')) namespace.to(rooms.stream(access.sessionId)).emit('sync', {});
+      if (!replayed.some(([event]) => event === 'frame')) syncDevice(access.sessionId);
     }
     // Frames a device captured before its stream connected were dropped on the device, which
     // then treats its screen as sent; a fresh stream is asked for the current picture.
-    if (access.channel === 'stream') socket.emit('sync', {});
+    if (access.channel === 'stream') syncDevice(access.sessionId, socket);
+  }
+
+  // Asks the session's device (or only its `stream` socket) for a whole picture, announcing changed regions only when every
+  // console watching the session said it draws them: a console that does not would be sent
+  // pieces it cannot place. When the consoles cannot be counted, whole frames are always safe.
+  async function syncDevice(sessionId, stream = namespace.to(rooms.stream(sessionId))) {
+    if (closed) return;
+    let regions = false;
+    try {
+      const agents = await namespace.in(rooms.agent(sessionId)).fetchSockets();
+      regions = agents.length > 0 && agents.every((agent) => agent.data.drawsRegions === true);
+    } catch (err) {
+      log(`socket sync of session=${sessionId}: consoles not counted (${err.message}); asking for whole frames`);
+    }
+    if (!closed) stream.emit('sync', regions ? { regions: true } : {});
   }
 
   function onEvent(socket, event, args) {
@@ -111,14 +129,16 @@ export function createSocketServer({ server, store, log, metrics, shared, allowR
       log(`socket event dropped: ${event} on ${describe(socket)}: ${error}`);
       return;
     }
+    if (event === 'sync') {
+      // Whether this console draws regions is its own to say; the device hears what all say.
+      socket.data.drawsRegions = payload.regions === true;
+      syncDevice(sessionId);
+      return;
+    }
     const arrived = process.hrtime.bigint();
     if (toAgent) latest.remember(sessionId, event, payload);
     namespace.to(toDevice ? rooms.stream(sessionId) : rooms.agent(sessionId)).emit(event, payload);
-    if (event === 'frame' && metrics) {
-      const image = payload.image;
-      const bytes = Buffer.isBuffer(image) || ArrayBuffer.isView(image) ? image.byteLength : 0;
-      metrics.frameRelayed(bytes, Number(process.hrtime.bigint() - arrived) / 1e9);
-    }
+    if (event === 'frame' && metrics) metrics.frameRelayed(frameBytes(payload), Number(process.hrtime.bigint() - arrived) / 1e9);
   }
 
   function onStoreChange({ kind, action, record, rotated }) {
@@ -178,6 +198,7 @@ export function createSocketServer({ server, store, log, metrics, shared, allowR
     // close (clients may come back once a service listens again). The http.Server itself is
     // left to its owner.
     close() {
+      closed = true;
       store.off('change', onStoreChange);
       store.off('remote-change', onRemoteChange);
       io.engine.close();
