@@ -40,8 +40,12 @@ FrameChanges FrameChangeDetector::remember(const RgbaFrame& frame) {
 
 FrameChanges FrameChangeDetector::compare(const RgbaFrame& frame) {
     // The geometry is part of the picture: the same bytes at another width are another image.
-    if (!known_ || frame.width != width_ || frame.height != height_ || frame.bytesPerRow != bytesPerRow_ ||
-        !frame.consistent()) {
+    if (!frame.consistent()) {
+        // Nothing can be read from it safely: the next frame is new as a whole.
+        known_ = false;
+        return {.whole = true, .regions = {}};
+    }
+    if (!known_ || frame.width != width_ || frame.height != height_ || frame.bytesPerRow != bytesPerRow_) {
         return remember(frame);
     }
     FrameChanges changes;

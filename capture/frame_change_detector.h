@@ -44,9 +44,6 @@ public:
     // Forgets the last frame, so the next one is new as a whole even when identical.
     void invalidate() { known_ = false; }
 
-    bool hasLastFrame() const { return known_; }
-    int tileSide() const { return tile_; }
-
 private:
     FrameChanges remember(const RgbaFrame& frame);
 

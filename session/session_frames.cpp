@@ -20,6 +20,7 @@ constexpr std::chrono::seconds kWholeFrameInterval{10};
 constexpr double kMostChangedShare = 0.5;
 // Socket.IO servers take at most 10 binary attachments per message: more regions are joined.
 constexpr std::size_t kMostRegions = 10;
+constexpr std::size_t kMostRegionsToJoin = 48;
 }  // namespace
 
 bool HLVSession::isFrameLoopRunning() const { return frames_->loopRunning; }
@@ -127,10 +128,13 @@ void HLVSession::updateFrame(std::function<void()> completion) {
         completion();
         return;
     }
-    joinRegions(changes.regions, kMostRegions);
+    // Scattered changes make many rectangles, and joining them costs the cube of their number on
+    // the main thread: past a few dozen the whole picture goes, as it would once joined anyway.
+    const bool scattered = changes.regions.size() > kMostRegionsToJoin;
+    if (!scattered) joinRegions(changes.regions, kMostRegions);
     long long changedArea = 0;
     for (const PixelRect& region : changes.regions) changedArea += region.area();
-    const bool whole = changes.whole || !frames_->agentDrawsRegions || frames_->wholeDue ||
+    const bool whole = changes.whole || !frames_->agentDrawsRegions || frames_->wholeDue || scattered ||
                        static_cast<double>(changedArea) > kMostChangedShare * static_cast<double>(picture.width) * picture.height;
     if (whole) {
         const auto& jpeg = frames_->encoder.encode(picture, JpegEncoder::kDefaultQuality);

@@ -238,7 +238,9 @@ TEST(FrameChangeDetectorTest, ReportsTheChangedTilesAsFewRectangles) {
         EXPECT_TRUE(detector.compare(frame).none()) << "the changed frame is remembered";
         std::vector<PixelRect> joined = changes.regions;
         joinRegions(joined, 1);
-        if (!joined.empty()) EXPECT_EQ(joined, c.joinedIntoOne);
+        if (!joined.empty()) {
+            EXPECT_EQ(joined, c.joinedIntoOne);
+        }
         detector.invalidate();
         EXPECT_TRUE(detector.compare(frame).whole);
         frame.resize(70, 100);
