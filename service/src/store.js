@@ -336,7 +336,7 @@ export class Store extends EventEmitter {
       }
     }
     const silent = [...this.#devices.values()].filter((device) => now - Date.parse(lastSeenOf(device)) > deviceRetentionMs);
-    // All written in one go (one sync to the disk), and taken in only once written.
+    // All written in one go (one transaction), and taken in only once written.
     const write = () => {
       for (const session of expired) this.#state?.save('sessions', session, this.#sessions.get(session.id));
       for (const session of removed) this.#state?.remove('sessions', session.id, session);
