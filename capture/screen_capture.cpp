@@ -6,10 +6,10 @@
 
 namespace halvora {
 
-float captureScale(platform::Rect screenBounds, int maxSide) {
-    const float longer = static_cast<float>(std::max(screenBounds.width, screenBounds.height));
+float captureScale(platform::Rect area, int maxSide) {
+    const float longer = static_cast<float>(std::max(area.width, area.height));
     const float cap = static_cast<float>(std::max(maxSide, 1));
-    if (!(longer > cap)) return 1.0f;  // also a degenerate (zero or NaN) screen
+    if (!(longer > cap)) return 1.0f;  // also a degenerate (zero or NaN) area
     return cap / longer;
 }
 

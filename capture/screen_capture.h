@@ -15,10 +15,10 @@ namespace halvora {
 // desktop window up to full HD is seen one pixel per point, as its user sees it.
 inline constexpr int kDefaultMaxFrameSide = 1920;
 
-// The smaller of 1 and `maxSide` / the longer side of the screen in points, in single precision,
-// so a frame's longer side never exceeds `maxSide` pixels. High-DPI screens are drawn at one
-// pixel per point too.
-float captureScale(platform::Rect screenBounds, int maxSide = kDefaultMaxFrameSide);
+// The smaller of 1 and `maxSide` / the longer side of `area` (the key window) in points, in single
+// precision, so a frame's longer side never exceeds `maxSide` pixels. High-DPI windows are drawn
+// at one pixel per point too.
+float captureScale(platform::Rect area, int maxSide = kDefaultMaxFrameSide);
 
 // What frames show where a sensitive view draws: the masks' dark grey, opaque.
 inline constexpr std::uint8_t kRedactedFill[4] = {0x26, 0x26, 0x28, 0xff};

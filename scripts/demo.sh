@@ -15,20 +15,26 @@
 #     later ends the session from the red banner.
 # The frames the agent received are kept in demo-frames/<flow>/ as JPEG files, and the shop's own
 # window at each screen the user saw in demo-frames/user-started/user-*.png.
+#
+# With --desktop, the desk demo (a 1280x800 order desk: a sidebar, a table, a form, a dialog) runs
+# instead of the shop, in a window when there is a display and offscreen otherwise, and waits for
+# a person at the console (start a session for its device; it joins at once).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripted=0
+desktop=0
 case "${1:-}" in
   --scripted) scripted=1 ;;
+  --desktop) desktop=1 ;;
   "") ;;
-  *) echo "usage: $0 [--scripted]" >&2; exit 64 ;;
+  *) echo "usage: $0 [--scripted | --desktop]" >&2; exit 64 ;;
 esac
-[ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] && scripted=1
+[ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] && [ "$desktop" -eq 0 ] && scripted=1
 
 scripts/install-deps.sh
 cmake --preset default >/dev/null
-cmake --build --preset default -j 2 --target halvora-cli halvora-demo-shop
+cmake --build --preset default -j 2 --target halvora-cli halvora-demo-shop halvora-desktop-demo
 
 state="$(mktemp -d)"
 shop=""
@@ -43,19 +49,35 @@ url="$(cat "$state/service.url")"
 
 build/default/tools/cli/halvora-cli --api "$url" --data "$state/cli" doctor
 
-if [ "$scripted" -eq 0 ]; then
-  build/default/examples/quick-demo/halvora-demo-shop --api "$url" --data "$state/shop" &
+# Runs an application for a person at the console until its window closes: PROGRAM NAME HINT...
+serve_person() {
+  local program="$1" name="$2"
+  shift 2
+  "$program" --api "$url" --data "$state/app" &
   shop=$!
-  password="$(node -e 'process.stdout.write(JSON.parse(require("fs").readFileSync(process.argv[1])).password)' \
-    "$state/service.url.agent")"
   echo
-  echo "The demo shop is running. Play the support agent in a browser:"
+  echo "The $name is running. Play the support agent in a browser:"
   echo "  console:  $url/console/"
-  echo "  sign in:  demo / $password"
-  echo "Start a session for the shop's device (the shop asks you to approve it), or tap \"Get help\" in"
-  echo "the shop and join by the code it shows. Close the shop's window or press Ctrl-C to stop."
+  echo "  sign in:  demo / $(node -e 'process.stdout.write(JSON.parse(require("fs").readFileSync(process.argv[1])).password)' "$state/service.url.agent")"
+  printf '%s\n' "$@"
   wait "$shop" || true
   exit 0
+}
+
+if [ "$desktop" -eq 1 ]; then
+  if [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+    export QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software
+    echo "No display: the desk runs offscreen; the console still shows it."
+  fi
+  serve_person build/default/examples/quick-desktop/halvora-desktop-demo "desk demo (1280x800)" \
+    "Start a session for the desk's device and press \"Actual size\" to see it one pixel per pixel." \
+    "Close the desk's window or press Ctrl-C to stop."
+fi
+
+if [ "$scripted" -eq 0 ]; then
+  serve_person build/default/examples/quick-demo/halvora-demo-shop "demo shop" \
+    "Start a session for the shop's device (the shop asks you to approve it), or tap \"Get help\" in" \
+    "the shop and join by the code it shows. Close the shop's window or press Ctrl-C to stop."
 fi
 
 if [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then

@@ -106,9 +106,11 @@ void HLVSession::passRested() {
 }
 
 bool HLVSession::captureScreen() {
-    const float scale = captureScale(platform::screen().bounds(), frames_->maxFrameSide);
     auto& application = platform::application();
     const auto key = application.keyWindow();
+    // The picture is the key window's: its size, not the screen's, decides whether it must shrink
+    // (a 1280x800 window on a 4K screen stays one pixel per point).
+    const float scale = captureScale(key ? key->bounds() : platform::screen().bounds(), frames_->maxFrameSide);
     const auto& others = frames_->windowFilter;
     return captureWindows(
         application, scale, [&](const platform::Window& window) { return isCapturedWindow(window, key, others); },

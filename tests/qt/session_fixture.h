@@ -142,7 +142,7 @@ public:
             auto& application = platform::application();
             const auto key = application.keyWindow();
             const bool captured = captureWindows(
-                application, captureScale(platform::screen().bounds()),
+                application, captureScale(key ? key->bounds() : platform::screen().bounds()),
                 [&](const platform::Window& w) { return isCapturedWindow(w, key, {}); }, application.sensitiveViews(),
                 canvas_);
             ++(captured ? shown : refused);

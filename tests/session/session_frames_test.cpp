@@ -207,6 +207,43 @@ TEST_F(SessionFramesTest, ChangedRegionsFollowTheWholeFrameTheAgentHasUntilTheNe
     EXPECT_TRUE(change().contains("image")) << "only true announces regions";
 }
 
+// A frame is the key window at one pixel per point, shrunk only past the longest side allowed,
+// whatever the size of the screen it stands on (a regions record says the picture's size).
+TEST_F(SessionFramesTest, AFrameIsTheKeyWindowAtOnePixelPerPointUpToTheLongestSide) {
+    struct Case {
+        platform::Rect screen, window;
+        int maxSide;  // 0: the default
+        int width, height;
+    };
+    const Case cases[] = {
+        {{0, 0, 3840, 2160}, {0, 0, 1280, 800}, 0, 1280, 800},  // a desktop window on a 4K screen
+        {{0, 0, 1280, 800}, {0, 0, 2560, 1600}, 0, 1920, 1200},
+        {{0, 0, 390, 844}, {0, 0, 390, 844}, 500, 231, 500},    // as phones had it
+    };
+    ui->tellsRenders = true;
+    session->frameLoop();
+    stream()->fire("sync", {Json{{"regions", true}}});
+    settle();
+    for (const Case& c : cases) {
+        platform::install({.screen = std::make_shared<platform::FixedScreen>(c.screen)});
+        ui->key = std::make_shared<FakeWindow>(c.window, kWhite);
+        ui->windowList = {ui->key};
+        session->setMaxFrameSide(c.maxSide);
+        auto marker = std::make_shared<FakeView>(platform::Rect{100, 100, 40, 40}, kBlue);
+        ui->key->root->addSubview(marker);
+        for (const Rgba fill : {kBlue, kWhite}) {  // the new size goes whole, the change as a region
+            marker->setFill(fill);
+            ui->render();
+            advance(1s);
+            settle();
+        }
+        const Json last = sent("frame").back();
+        ASSERT_TRUE(last.contains("regions")) << c.window.width << "x" << c.window.height;
+        EXPECT_EQ(last["width"], c.width);
+        EXPECT_EQ(last["height"], c.height);
+    }
+}
+
 // Changed tiles of 32 pixels, joined side by side and then down over the same columns, cut to
 // the frame's edges.
 TEST(FrameChangeDetectorTest, ReportsTheChangedTilesAsFewRectangles) {
