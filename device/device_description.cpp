@@ -27,6 +27,7 @@ Json HLVDevice::info() {
     description["device"] = NotNil(device.hardwareModel());
     description["device_locale"] = NotNil(app.preferredLocalization());
     description["device_timezone"] = NotNil(device.timeZoneAbbreviation());
+    description["os_name"] = NotNil(device.osName());
     description["os_version"] = NotNil(device.osVersion());
     description["app_id"] = NotNil(app.identifier());
     description["app_name"] = NotNil(app.displayName());

@@ -15,6 +15,8 @@ struct FacadeAccess {
     static std::shared_ptr<HLVSession> makeSession();
     // What the session screens ask of the facade (its current session, create, get).
     static std::shared_ptr<HLVSessionSource> sessionSource();
+    // Presents a flow modally, as the banner's tap does; false when it cannot be shown.
+    static bool presentFlow(const std::shared_ptr<HLVViewController>& flow);
 };
 
 }  // namespace halvora

@@ -1,5 +1,6 @@
 #include "halvora/halvora.h"
 
+#include <utility>
 #include <cctype>
 #include <variant>
 
@@ -206,9 +207,15 @@ void Halvora::setCurrentSession(std::shared_ptr<HLVSession> session) {
         // Screens already on show are masked now, not at their next appearance; frames blank them
         // from the first one either way.
         maskSensitiveViews(platform::application().sensitiveViews());
-        // Keep the display awake while the agent watches. Never switched back: the application
-        // may have its own reasons to keep it off, so the timer is left to it.
-        platform::mainQueue().post([] { platform::application().setIdleTimerDisabled(true); });
+        // Keep the display awake while the agent watches, and let it sleep and lock again when
+        // the session ends: on a desktop the hold covers the whole desktop. A timer the
+        // application had turned off itself is left to it.
+        platform::mainQueue().post([this] {
+            auto& application = platform::application();
+            if (keepsDisplayAwake_ || application.isIdleTimerDisabled()) return;
+            application.setIdleTimerDisabled(true);
+            keepsDisplayAwake_ = true;
+        });
     });
     currentSession_->onEnded([this](const std::shared_ptr<HLVSession>& ended) {
         HALVORA_ASSERT_MAIN_THREAD();
@@ -218,6 +225,9 @@ void Halvora::setCurrentSession(std::shared_ptr<HLVSession> session) {
         // A pointer the agent never lifted leaves no pressed cell or half-done drag behind.
         touchInjector_->cancelAll();
         currentSession_.reset();
+        platform::mainQueue().post([this] {
+            if (std::exchange(keepsDisplayAwake_, false)) platform::application().setIdleTimerDisabled(false);
+        });
         for (const auto& view : redactedViews_) unredact(view);
         redactedViews_.clear();
     });
@@ -255,7 +265,10 @@ void Halvora::openUrl(const std::string& url) {
         platform::log("Halvora refused to open " + url + ": only http and https pages open");
         return;
     }
-    platform::urlOpener().open(url);
+    if (platform::urlOpener().openPage(url) == platform::PageShown::outside && currentSession_) {
+        // The picture stays on the application while the user reads the page elsewhere.
+        currentSession_->announceScreen(kOutsidePageScreen, "Opened outside the shared window: " + url);
+    }
 }
 
 namespace {
@@ -269,11 +282,16 @@ public:
         Halvora::instance().getSession(idOrCode, std::move(callback));
     }
     std::string poweredByUrl() const override { return Halvora::kPoweredByUrl; }
+    bool present(const std::shared_ptr<HLVViewController>& flow) override { return FacadeAccess::presentFlow(flow); }
 };
 
 }  // namespace
 
 std::shared_ptr<HLVSessionSource> FacadeAccess::sessionSource() { return std::make_shared<FacadeSessionSource>(); }
+
+bool FacadeAccess::presentFlow(const std::shared_ptr<HLVViewController>& flow) {
+    return Halvora::instance().presentFlow(flow);
+}
 
 void Halvora::openSessionManagement() {
     HALVORA_ASSERT_MAIN_THREAD();

@@ -101,12 +101,18 @@ std::shared_ptr<HLVIntercom> HLVIntercom::install(HLVIntercomHooks hooks) {
     return intercom;
 }
 
-bool HLVIntercom::isAvailable() const { return hooks_.setCustomAttributes || hooks_.updateUser; }
+// Both operations or none: one alone cannot put the identifier on the Intercom user.
+bool HLVIntercom::isAvailable() const { return hooks_.setCustomAttributes && hooks_.updateUser; }
 
 void HLVIntercom::updateUser() {
     const auto id = platform::deviceInfo().installationId();
+    if (!id) {
+        // A null would erase an identifier Intercom already has for this user.
+        platform::log("Halvora has no installation identifier to give Intercom");
+        return;
+    }
     if (hooks_.setCustomAttributes) {
-        hooks_.setCustomAttributes(Json{{"HalvoraID", id ? Json(*id) : Json()}});
+        hooks_.setCustomAttributes(Json{{"HalvoraID", *id}});
     } else {
         platform::log("Warning: ICMUserAttributes should respond to setCustomAttributes:");
     }

@@ -10,8 +10,17 @@
 
 namespace halvora {
 
-// The device kind the service knows this SDK as; the service only accepts this value.
-inline constexpr const char* kDevicePlatform = "ios";
+// The host's platform, in the platform header and the device description: the service and the
+// agent see a Linux desktop as "linux", not as a phone.
+#if defined(_WIN32)
+inline constexpr const char* kDevicePlatform = "windows";
+#elif defined(__APPLE__)
+inline constexpr const char* kDevicePlatform = "macos";
+#elif defined(__linux__)
+inline constexpr const char* kDevicePlatform = "linux";
+#else
+inline constexpr const char* kDevicePlatform = "unknown";
+#endif
 
 // Store key of the secret the service issues with a device's first registration. Presented with
 // everything the device sends, it tells the service that this is the installation that registered

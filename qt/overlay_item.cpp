@@ -15,6 +15,7 @@
 
 #include "overlay/halvora_window.h"
 #include "qt/input_delivery.h"
+#include "qt/sharing_badge.h"
 
 namespace halvora::qt {
 namespace {
@@ -215,10 +216,19 @@ void OverlayItem::paintLaser(QPainter* painter) const {
     }
 }
 
+// A red frame inside the window's edges, which takes no input, and the badge with the text, which
+// takes the tap (see sharing_badge.h).
 void OverlayItem::paintBanner(QPainter* painter) const {
+    const QColor red = toQColor(HLVHalvoraWindow::kBannerColor);
+    const qreal half = kSharingFrameWidth / 2;
+    painter->setPen(QPen(red, kSharingFrameWidth));
+    painter->setBrush(Qt::NoBrush);
+    painter->drawRect(QRectF(half, half, width() - kSharingFrameWidth, height() - kSharingFrameWidth));
     const QRectF banner = toQRect(model_->bannerFrame());
     if (banner.isEmpty()) return;
-    painter->fillRect(banner, toQColor(HLVHalvoraWindow::kBannerColor));
+    painter->setPen(Qt::NoPen);
+    painter->setBrush(red);
+    painter->drawRoundedRect(banner, 4, 4);
     QFont font = QGuiApplication::font();
     font.setPixelSize(static_cast<int>(HLVHalvoraWindow::kBannerFontSize));
     painter->setFont(font);

@@ -5,10 +5,14 @@
 #include <QTimer>
 #include <QtQml/qqml.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <optional>
 
 #include "halvora/halvora.h"
 #include "halvora/platform.h"
+#include "qt/link_relay.h"
 #include "qt/qt_main_queue.h"
 #include "qt/quick_application.h"
 #include "qt/quick_screen.h"
@@ -35,10 +39,32 @@ bool autostartWanted() {
 
 }  // namespace
 
+void prepareApplication() {
+    // What Qt WebView's web engine needs before the application object exists (its own
+    // initialize() sets the same); the library looks Qt WebView up at run time instead of linking it.
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+}
+
+void setUrlHandler(const QString& scheme, QObject* receiver, const char* method) {
+    setApplicationUrlHandler(scheme, receiver, method);
+}
+
 void install() {
     static bool installed = false;
     if (installed) return;
     installed = true;
+
+    // A copy started for a session link while another copy runs: the link goes to that copy.
+    const QString relayPath = LinkRelay::socketPath(QCoreApplication::applicationName());
+    // Links to the default link host only: the application may name another host later than this.
+    const auto link = LinkRelay::linkIn(QCoreApplication::arguments(), QString::fromStdString(linkScheme()),
+                                        QString::fromLatin1(Halvora::kDefaultLinkHost));
+    if (link && LinkRelay::handOver(relayPath, *link)) {
+        std::printf("Halvora: %s went to the copy of %s already running\n", qPrintable(*link),
+                    qPrintable(QCoreApplication::applicationName()));
+        std::fflush(stdout);
+        std::exit(0);
+    }
 
     qml_register_types_Halvora();
     for (const char* name : kLayoutNames) {
@@ -47,7 +73,9 @@ void install() {
     platform::Services services;
     services.mainQueue = std::make_shared<QtMainQueue>();
     services.screen = std::make_shared<QuickScreen>();
-    services.application = std::make_shared<QuickApplication>();
+    auto application = std::make_shared<QuickApplication>();
+    application->setLinkRelay(new LinkRelay(relayPath, QCoreApplication::instance()));
+    services.application = application;
     services.urlOpener = std::make_shared<QuickUrlOpener>();
     platform::install(std::move(services));
 

@@ -2,8 +2,12 @@
 
 #include <QDesktopServices>
 #include <QGuiApplication>
-#include <QUrl>
+#include <QPointer>
 #include <QQuickWindow>
+#include <QUrl>
+
+#include <map>
+#include <set>
 
 #include "halvora/halvora.h"
 #include "halvora/platform.h"
@@ -11,6 +15,7 @@
 #include "qt/idle_inhibitor.h"
 #include "qt/input_delivery.h"
 #include "qt/key_window.h"
+#include "qt/link_relay.h"
 #include "qt/page_controller.h"
 #include "qt/quick_view.h"
 #include "qt/quick_window.h"
@@ -22,9 +27,33 @@
 namespace halvora::qt {
 namespace {
 
-// QDesktopServices hands the links of a scheme to a slot by name. The application's own scheme is
-// all ours; of the https links the application opens, only those to the library's link host are,
-// and any other goes on to the browser as if no handler were set.
+// The application's own handlers, by scheme, given through halvora::qt::setUrlHandler.
+struct AppHandler {
+    QPointer<QObject> receiver;
+    QByteArray method;
+};
+std::map<QString, AppHandler>& appHandlers() {
+    static std::map<QString, AppHandler> handlers;
+    return handlers;
+}
+// The schemes whose links Halvora takes now.
+std::set<QString>& heldSchemes() {
+    static std::set<QString> schemes;
+    return schemes;
+}
+
+// Hands `url` to the application's handler for its scheme; false when it has none.
+bool toApplication(const QUrl& url) {
+    const auto it = appHandlers().find(url.scheme().toLower());
+    if (it == appHandlers().end() || !it->second.receiver) return false;
+    // QDesktopServices' own contract: the slot is named in a string.
+    return QMetaObject::invokeMethod(it->second.receiver, it->second.method.constData(), Q_ARG(QUrl, url));
+}
+
+// QDesktopServices hands the links of a scheme to a slot by name. Of the links of the library's
+// scheme and the https links the application opens, those to the library's link host are ours
+// (any host for the library's own scheme); the others go to the application's handler, or for
+// https to the browser as if no handler were set.
 class LinkHandler final : public QObject {
     Q_OBJECT
 public:
@@ -32,10 +61,19 @@ public:
         : QObject(parent), scheme_(std::move(scheme)), onLink_(std::move(onLink)) {
         QDesktopServices::setUrlHandler(scheme_, this, "handle");
         QDesktopServices::setUrlHandler(kWeb, this, "handleWeb");
+        heldSchemes() = {scheme_.toLower(), QString::fromLatin1(kWeb)};
     }
     ~LinkHandler() override {
-        QDesktopServices::unsetUrlHandler(scheme_);
-        QDesktopServices::unsetUrlHandler(kWeb);
+        heldSchemes().clear();
+        // The application's handlers come back.
+        for (const QString& scheme : {scheme_, QString::fromLatin1(kWeb)}) {
+            const auto it = appHandlers().find(scheme);
+            if (it != appHandlers().end() && it->second.receiver) {
+                QDesktopServices::setUrlHandler(scheme, it->second.receiver, it->second.method.constData());
+            } else {
+                QDesktopServices::unsetUrlHandler(scheme);
+            }
+        }
     }
 
 public Q_SLOTS:
@@ -45,6 +83,7 @@ public Q_SLOTS:
             handle(url);
             return;
         }
+        if (toApplication(url)) return;
         QDesktopServices::unsetUrlHandler(kWeb);
         QDesktopServices::openUrl(url);
         QDesktopServices::setUrlHandler(kWeb, this, "handleWeb");
@@ -56,13 +95,20 @@ private:
     std::function<void(const std::string&)> onLink_;
 };
 
+}  // namespace
+
 std::string linkScheme() {
     auto value = platform::appInfo().infoValue("HLVLinkScheme");
     const std::string* scheme = value ? std::get_if<std::string>(&*value) : nullptr;
     return scheme && !scheme->empty() ? *scheme : "halvora";
 }
 
-}  // namespace
+void setApplicationUrlHandler(const QString& scheme, QObject* receiver, const char* method) {
+    appHandlers()[scheme.toLower()] = AppHandler{receiver, QByteArray(method ? method : "")};
+    // Until the library takes the scheme, and when it lets go of it, the application's handler
+    // has its links; while the library holds it, it passes on those not its own.
+    if (!heldSchemes().contains(scheme.toLower())) QDesktopServices::setUrlHandler(scheme, receiver, method);
+}
 
 
 QuickApplication::QuickApplication()
@@ -71,6 +117,8 @@ QuickApplication::QuickApplication()
       input_(new QuickInputDelivery(QCoreApplication::instance())) {}
 
 QuickApplication::~QuickApplication() { delete linkHandler_.data(); }
+
+void QuickApplication::setLinkRelay(LinkRelay* relay) { linkRelay_ = relay; }
 
 std::shared_ptr<void> QuickApplication::observeRenders(std::function<void()> onRender) {
     auto* watcher = new RenderWatcher(std::move(onRender), QCoreApplication::instance());
@@ -98,6 +146,8 @@ void QuickApplication::interceptLinks(std::function<void(const std::string& url)
     if (linkHandler_) return;
     const QString scheme = QString::fromStdString(linkScheme());
     linkHandler_ = new LinkHandler(QCoreApplication::instance(), scheme, onLink);
+    // Links that other copies of the application were started with.
+    if (linkRelay_) linkRelay_->setOnLink(onLink);
     // A desktop launching the application for a link passes it as an argument (the %u of the
     // .desktop entry's Exec line). Only absolute links qualify; the facade checks the host.
     const QStringList arguments = QCoreApplication::arguments();
@@ -111,13 +161,15 @@ void QuickApplication::interceptLinks(std::function<void(const std::string& url)
 }
 
 platform::ApplicationState QuickApplication::state() const {
-    switch (QGuiApplication::applicationState()) {
-    case Qt::ApplicationActive: return platform::ApplicationState::active;
-    case Qt::ApplicationInactive: return platform::ApplicationState::inactive;
-    case Qt::ApplicationHidden:
-    case Qt::ApplicationSuspended: return platform::ApplicationState::background;
+    // On a desktop the user's focus moves to other applications (a call with the agent, a
+    // browser) while the window stays in sight; Qt then calls the application inactive. What
+    // matters to the agent is whether there is a picture: any window on show, not minimised.
+    if (QGuiApplication::applicationState() == Qt::ApplicationSuspended) return platform::ApplicationState::background;
+    for (QQuickWindow* window : visibleQuickWindows()) {
+        if (window->visibility() != QWindow::Minimized && window->visibility() != QWindow::Hidden)
+            return platform::ApplicationState::active;
     }
-    return platform::ApplicationState::inactive;
+    return platform::ApplicationState::background;
 }
 
 std::vector<platform::WindowRef> QuickApplication::windows() const {

@@ -3,15 +3,23 @@
 // front-most Page, the application state, and the masks the library lays over sensitive items.
 
 #include <QPointer>
+#include <QString>
+
+#include <string>
 
 #include "halvora/platform/application.h"
 
-class QObject;
 
 namespace halvora::qt {
 
 class IdleInhibitor;
+class LinkRelay;
 class QuickInputDelivery;
+
+// The scheme of the library's links: the information key "HLVLinkScheme", else "halvora".
+std::string linkScheme();
+// halvora::qt::setUrlHandler's record: links of `scheme` not the library's go to this slot.
+void setApplicationUrlHandler(const QString& scheme, QObject* receiver, const char* method);
 
 class QuickApplication final : public platform::Application {
 public:
@@ -19,8 +27,8 @@ public:
     QuickApplication();
     ~QuickApplication() override;
 
-    // Active, inactive (no window of the application has focus), or background (hidden or
-    // suspended, as the platform reports it).
+    // Active while any of its Qt Quick windows is on show and not minimised, whether or not it
+    // has the focus; background otherwise, and while the platform has suspended the application.
     platform::ApplicationState state() const override;
     // Back to front: creation order with the key window last (Qt exposes no stacking order).
     std::vector<platform::WindowRef> windows() const override;
@@ -56,6 +64,9 @@ public:
     // Every item a Halvora.redactedItems list declares, on any window, shown or not.
     std::vector<platform::ViewRef> sensitiveViews() const override;
 
+    // Where links handed over by other copies of the application arrive (see link_relay.h).
+    void setLinkRelay(LinkRelay* relay);
+
     // A RedactionMaskItem, owned by the application until the library adds it to the item it hides
     // (then by that item).
     platform::ViewRef makeRedactionMask(platform::Rect frame) override;
@@ -65,6 +76,7 @@ private:
     QPointer<IdleInhibitor> idle_;
     QPointer<QuickInputDelivery> input_;
     QPointer<QObject> linkHandler_;
+    QPointer<LinkRelay> linkRelay_;
 };
 
 }  // namespace halvora::qt

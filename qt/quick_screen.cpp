@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "qt/key_window.h"
+#include "qt/sharing_badge.h"
 
 namespace halvora::qt {
 
@@ -18,8 +19,8 @@ platform::Rect QuickScreen::bounds() const {
 }
 
 platform::Rect QuickScreen::statusBarFrame() const {
-    const platform::Rect screen = bounds();
-    return {0, 0, screen.width, std::min(kStatusBarHeight, screen.height)};
+    lastBadge_ = sharingBadgePlace(keyQuickWindow(), sharingBadgeSize(), lastBadge_);
+    return {lastBadge_.x(), lastBadge_.y(), lastBadge_.width(), lastBadge_.height()};
 }
 
 }  // namespace halvora::qt

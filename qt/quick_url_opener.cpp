@@ -13,8 +13,12 @@
 
 namespace halvora::qt {
 
-void QuickUrlOpener::open(const std::string& url) {
-    if (!openInApplication(url)) openExternally(url);
+void QuickUrlOpener::open(const std::string& url) { openPage(url); }
+
+platform::PageShown QuickUrlOpener::openPage(const std::string& url) {
+    if (openInApplication(url)) return platform::PageShown::inApplication;
+    openExternally(url);
+    return platform::PageShown::outside;
 }
 
 void QuickUrlOpener::openExternally(const std::string& url) {

@@ -10,6 +10,9 @@ namespace halvora::qt {
 class QuickUrlOpener final : public platform::UrlOpener {
 public:
     void open(const std::string& url) override;
+    // In a WebView over the key window, inside the shared picture, when Qt WebView is installed
+    // (and halvora::qt::prepareApplication() ran); else in the system's browser, outside it.
+    platform::PageShown openPage(const std::string& url) override;
     void openExternally(const std::string& url) override;
 
 private:

@@ -3,6 +3,7 @@
 #include <QEvent>
 #include <QGuiApplication>
 
+#include "halvora/platform.h"
 #include "overlay/halvora_window.h"
 #include "qt/key_window.h"
 #include "qt/overlay_item.h"
@@ -12,6 +13,9 @@ namespace halvora::qt {
 
 WindowWatcher::WindowWatcher(ScreenTracker::Observer observer, QObject* parent)
     : QObject(parent), screens_(std::move(observer), this) {
+    badgeCheck_.setSingleShot(true);
+    badgeCheck_.setInterval(250);
+    connect(&badgeCheck_, &QTimer::timeout, this, &WindowWatcher::recheckBadge);
     QCoreApplication::instance()->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &WindowWatcher::updateKeyWindow,
             Qt::QueuedConnection);
@@ -62,6 +66,9 @@ void WindowWatcher::updateKeyWindow() {
             connect(key, &QWindow::heightChanged, this, &WindowWatcher::keyWindowResized),
             // A window deleted while shown sends no Hide event.
             connect(key, &QObject::destroyed, this, &WindowWatcher::updateKeyWindow, Qt::QueuedConnection),
+            connect(key, &QQuickWindow::frameSwapped, this, [this] {
+                if (model_ && model_->isActive() && !badgeCheck_.isActive()) badgeCheck_.start();
+            }),
         };
     }
     placeOverlay();
@@ -71,6 +78,15 @@ void WindowWatcher::updateKeyWindow() {
 void WindowWatcher::keyWindowResized() {
     placeOverlay();
     if (model_) model_->statusBarFrameChanged();
+}
+
+void WindowWatcher::recheckBadge() {
+    if (!model_ || !model_->isActive()) return;
+    const platform::Rect place = platform::screen().statusBarFrame();
+    const HLVRect shown = model_->bannerFrame();
+    // An empty banner is between two places already.
+    if (shown.width > 0 && (place.x != shown.x || place.y != shown.y || place.width != shown.width))
+        model_->statusBarFrameChanged();
 }
 
 void WindowWatcher::placeOverlay() {

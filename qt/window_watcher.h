@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QQuickWindow>
+#include <QTimer>
 
 #include <memory>
 #include <vector>
@@ -42,12 +43,16 @@ protected:
 private:
     void keyWindowResized();
     void placeOverlay();
+    // After the key window rendered something new, at most a few times a second: the badge
+    // moves when a control now lies under it or a better place came free.
+    void recheckBadge();
 
     ScreenTracker screens_;
     QPointer<OverlayItem> overlay_;
     HLVHalvoraWindow* model_ = nullptr;
     QPointer<QQuickWindow> key_;
     std::vector<QMetaObject::Connection> keyConnections_;
+    QTimer badgeCheck_;
 };
 
 }  // namespace halvora::qt

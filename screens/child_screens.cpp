@@ -42,6 +42,7 @@ HLVCodeDisplayViewController::HLVCodeDisplayViewController()
 HLVCodeDisplayViewController::~HLVCodeDisplayViewController() { animationTimer_.cancel(); }
 
 void HLVCodeDisplayViewController::viewDidLoad() {
+    if (auto label = outlet("codeLabel")) label->setAlpha(kAnimatingAlpha);
     startAnimation();
     setHidden(outlet("working"), true);
 }

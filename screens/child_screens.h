@@ -20,6 +20,9 @@ public:
     static constexpr std::size_t kAnimatedLength = 6;
     static constexpr std::chrono::milliseconds kAnimationStep{80};
     static constexpr std::chrono::milliseconds kCodeDelay{200};
+    // The running digits are faint, so that nobody reads them out as the code; the real code
+    // comes at full strength.
+    static constexpr double kAnimatingAlpha = 0.25;
 
     HLVCodeDisplayViewController();
     ~HLVCodeDisplayViewController() override;

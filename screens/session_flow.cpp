@@ -1,5 +1,7 @@
 #include "halvora/session_flow.h"
 
+#include <utility>
+
 #include "halvora/platform.h"
 #include "halvora/platform/controls.h"
 #include "screens/child_screens.h"
@@ -27,20 +29,7 @@ std::weak_ptr<HLVViewController> HLVViewController::weakSelf() {
     return std::static_pointer_cast<HLVViewController>(shared_from_this());
 }
 
-void HLVViewController::viewDidLoad() {
-    if (!loadingSession_) {
-        auto current = source_->currentSession();
-        if (current && current->isActive()) {
-            session_ = current;
-            session_->onUpdated([weak = weakSelf()](const std::shared_ptr<HLVSession>&) {
-                if (auto self = weak.lock()) self->render();
-            });
-        } else {
-            createSession();
-        }
-    }
-    setupSubviews();
-}
+void HLVViewController::viewDidLoad() { setupSubviews(); }
 
 void HLVViewController::setupSubviews() {
     codeDisplay_ = std::make_shared<HLVCodeDisplayViewController>();
@@ -70,6 +59,19 @@ void HLVViewController::setupSubviews() {
 void HLVViewController::viewWillAppear(bool /*animated*/) {
     auto button = outlet("close");
     if (button && layout()) button->setHidden(!layout()->isBeingPresented());
+    // The session comes with the first appearance, not the loading: a flow whose screen could not
+    // be shown must not leave a session waiting for an agent.
+    if (std::exchange(appeared_, true) || loadingSession_) return;
+    auto current = source_->currentSession();
+    if (current && current->isActive()) {
+        session_ = current;
+        session_->onUpdated([weak = weakSelf()](const std::shared_ptr<HLVSession>&) {
+            if (auto self = weak.lock()) self->render();
+        });
+        render();
+    } else {
+        createSession();
+    }
 }
 
 HLVSession::SessionCompletion HLVViewController::adoptCompletion() {
@@ -137,17 +139,23 @@ void HLVViewController::showSubview(const platform::ViewRef& view) {
     });
 }
 
-void HLVViewController::renderError(const HLVError& error) {
-    platform::mainQueue().post([weak = weakSelf(), error] {
+void HLVViewController::renderError(const HLVError& error, const std::optional<std::string>& message) {
+    platform::mainQueue().post([weak = weakSelf(), error, message] {
         auto self = weak.lock();
         if (!self) return;
         auto root = self->layout() ? self->layout()->view() : nullptr;
         auto cover = self->errorDisplay_ ? self->errorDisplay_->view() : nullptr;
         if (root && cover) {
             root->addSubview(cover);
-            if (auto button = self->outlet("close")) root->bringSubviewToFront(button);
+            // The way out shows over an error whether the flow was presented or pushed: the
+            // error's text tells the user to close it.
+            if (auto button = self->outlet("close")) {
+                button->setHidden(false);
+                root->bringSubviewToFront(button);
+            }
             cover->setFrame(root->bounds());
             cover->setFillsSuperview();
+            if (auto text = self->errorDisplay_->outlet("message"); text && message) text->setText(*message);
         }
         platform::log("Halvora Error: " + error.description());
     });
@@ -178,17 +186,31 @@ void HLVViewController::declineSession() { endSession(); }
 
 void HLVViewController::endSession() {
     // The navigation step comes first, so that an error ending the session still leaves.
-    auto button = outlet("close");
-    if (button && button->isHidden()) {
-        if (layout()) layout()->popNavigation(true);
-    } else {
-        close();
-    }
+    leave();
     if (!session_) return;
-    // Held by the request: the screen may be gone by now, and the failure is still logged.
-    session_->end([self = weakSelf().lock()](OptionalError error, std::shared_ptr<HLVSession>) {
-        if (error) self->renderError(*error);
+    auto session = session_;
+    session->end([source = source_, session](OptionalError error, std::shared_ptr<HLVSession>) {
+        if (!error) return;
+        // The screen that ended it is gone: a new one tells the user that sharing stopped here
+        // but the agent's side may not know.
+        auto notice = HLVViewController::make(source);
+        notice->showSession(session);
+        if (source->present(notice)) {
+            notice->renderError(*error, std::string(kEndNotToldMessage));
+        } else {
+            platform::log("Halvora Error: " + error->description());
+        }
     });
+    // Sharing ends on this device now, whatever the service answers, or if it never does.
+    session->endLocally();
+}
+
+void HLVViewController::leave() {
+    if (layout() && layout()->isBeingPresented()) {
+        close();
+    } else if (layout()) {
+        layout()->popNavigation(true);
+    }
 }
 
 void HLVViewController::onSessionActivated(const std::shared_ptr<HLVSession>& /*session*/) {
@@ -201,7 +223,12 @@ void HLVViewController::onSessionActivated(const std::shared_ptr<HLVSession>& /*
 void HLVViewController::openPoweredBy() { platform::urlOpener().openExternally(source_->poweredByUrl()); }
 
 void HLVViewController::close() {
-    if (layout()) layout()->dismiss(true);
+    if (!layout()) return;
+    if (layout()->isBeingPresented()) {
+        layout()->dismiss(true);
+    } else {
+        layout()->popNavigation(true);
+    }
 }
 
 }  // namespace halvora

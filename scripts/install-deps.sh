@@ -21,6 +21,7 @@ packages=(
   fonts-dejavu-core  # text in offscreen frames needs at least one font
   # The redaction leak test on the OpenGL scene graph: a virtual X server with Mesa's software GL.
   xvfb xauth libgl1-mesa-dri libglx-mesa0
+  dbus-daemon  # dbus-run-session: a session bus of its own for the desktop host tests (screen saver)
   chromium  # the agent console's browser tests (tests/console): Chromium through playwright-core,
   firefox-esr  # and Firefox over WebDriver BiDi
   redis-server  # the reference service shared by several instances, in its tests and load run

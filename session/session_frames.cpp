@@ -208,9 +208,13 @@ void HLVSession::viewWillAppear(const platform::ViewControllerRef& viewControlle
     if (!top || !top->isSameController(*viewController)) return;
     // Another screen is drawn whole, whatever part of the picture it changed.
     frames_->wholeDue = true;
+    announceScreen(viewController->className(), viewController->title());
+}
+
+void HLVSession::announceScreen(const std::string& className, const std::optional<std::string>& title) {
+    if (!isActive()) return;
     if (auto stream = connectedStream()) {
-        stream->emitEvent("screen", {screenRecord(viewController->className(), viewController->title(),
-                                             std::chrono::system_clock::now())});
+        stream->emitEvent("screen", {screenRecord(className, title, std::chrono::system_clock::now())});
     }
 }
 

@@ -40,6 +40,7 @@ public:
 }  // namespace
 
 int main(int argc, char** argv) {
+    halvora::qt::prepareApplication();  // before the QGuiApplication: pages the agent sends open in the window
     QGuiApplication app(argc, argv);
     app.setApplicationName("Halvora Shop");
     const auto parsed = halvora::demo::parseDemoOptions(app.arguments());

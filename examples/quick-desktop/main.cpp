@@ -34,6 +34,7 @@ public:
 }  // namespace
 
 int main(int argc, char** argv) {
+    halvora::qt::prepareApplication();  // before the QGuiApplication: pages the agent sends open in the window
     QGuiApplication app(argc, argv);
     app.setApplicationName("Halvora Desk");
     QCommandLineParser parser;

@@ -5,6 +5,7 @@
 #include <sys/utsname.h>
 
 #include <array>
+#include <cctype>
 #include <cstdint>
 #include <ctime>
 #include <fstream>
@@ -64,12 +65,35 @@ UnsavedIds& unsavedIds() {
     return *instance;
 }
 
+// The firmware's product name, unless it is one of the placeholders boards ship with or not
+// printable text.
+std::optional<std::string> firmwareProductName(const std::string& path) {
+    std::ifstream in(path);
+    std::string line;
+    if (!in || !std::getline(in, line)) return std::nullopt;
+    line = trim(line);
+    if (line.empty() || line.size() > 100) return std::nullopt;
+    for (const char c : line) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) return std::nullopt;
+    }
+    std::string lower;
+    for (const char c : line) lower.push_back(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
+    for (const char* placeholder : {"to be filled by o.e.m.", "system product name", "default string", "not specified",
+                                    "none", "0123456789", "type1productconfigid"}) {
+        if (lower == placeholder) return std::nullopt;
+    }
+    return line;
+}
+
 }  // namespace
 
-LinuxDeviceInfo::LinuxDeviceInfo(std::shared_ptr<KeyValueStore> vendorStore, std::string osReleasePath)
-    : vendorStore_(std::move(vendorStore)), osReleasePath_(std::move(osReleasePath)) {}
+LinuxDeviceInfo::LinuxDeviceInfo(std::shared_ptr<KeyValueStore> vendorStore, std::string osReleasePath,
+                                 std::string dmiDirectory)
+    : vendorStore_(std::move(vendorStore)), osReleasePath_(std::move(osReleasePath)),
+      dmiDirectory_(std::move(dmiDirectory)) {}
 
 std::optional<std::string> LinuxDeviceInfo::hardwareModel() const {
+    if (auto product = firmwareProductName(dmiDirectory_ + "/product_name")) return product;
     const auto name = systemName();
     if (!name) return std::nullopt;
     return nonEmpty(std::string(name->machine));
@@ -81,6 +105,13 @@ std::optional<std::string> LinuxDeviceInfo::timeZoneAbbreviation() const {
     std::tm local{};
     if (::localtime_r(&now, &local) == nullptr || local.tm_zone == nullptr) return std::nullopt;
     return nonEmpty(std::string(local.tm_zone));
+}
+
+std::optional<std::string> LinuxDeviceInfo::osName() const {
+    if (auto name = nonEmpty(osReleaseValue(osReleasePath_, "NAME"))) return name;
+    const auto name = systemName();
+    if (!name) return std::nullopt;
+    return nonEmpty(std::string(name->sysname));
 }
 
 std::optional<std::string> LinuxDeviceInfo::osVersion() const {

@@ -1,6 +1,6 @@
 #pragma once
-// DeviceInfo from a Linux system: uname, the local time zone, /etc/os-release, and an installation
-// identifier kept in a per-vendor store.
+// DeviceInfo from a Linux system: the firmware's product name (DMI), uname, the local time zone,
+// /etc/os-release, and an installation identifier kept in a per-vendor store.
 
 #include <memory>
 #include <string>
@@ -12,13 +12,15 @@ namespace halvora::platform {
 
 class LinuxDeviceInfo final : public DeviceInfo {
 public:
-    // `vendorStore` keeps the installation identifier; `osReleasePath` is read for VERSION_ID
-    // (then VERSION, then the kernel release).
-    LinuxDeviceInfo(std::shared_ptr<KeyValueStore> vendorStore,
-                    std::string osReleasePath = "/etc/os-release");
+    // `vendorStore` keeps the installation identifier; `osReleasePath` is read for NAME and
+    // VERSION_ID (then VERSION, then the kernel's name and release); `dmiDirectory` for the
+    // machine's product_name (then uname's machine).
+    LinuxDeviceInfo(std::shared_ptr<KeyValueStore> vendorStore, std::string osReleasePath = "/etc/os-release",
+                    std::string dmiDirectory = "/sys/class/dmi/id");
 
     std::optional<std::string> hardwareModel() const override;
     std::optional<std::string> timeZoneAbbreviation() const override;
+    std::optional<std::string> osName() const override;
     std::optional<std::string> osVersion() const override;
     std::optional<std::string> installationId() const override;
     bool isRegisteredForPushNotifications() const override { return pushRegistered_; }
@@ -31,6 +33,7 @@ public:
 private:
     std::shared_ptr<KeyValueStore> vendorStore_;
     std::string osReleasePath_;
+    std::string dmiDirectory_;
     bool pushRegistered_ = false;
     std::shared_ptr<LocationSource> location_;
 };

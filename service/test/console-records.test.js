@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { frameFrom } from '../console/src/records.js';
+import { deviceFrom, frameFrom } from '../console/src/records.js';
 
 // What a device sends reaches the console as is: a frame it cannot place is not drawn at all.
 test('the console reads whole frames and changed regions only when every region fits its picture', () => {
@@ -28,5 +28,21 @@ test('the console reads whole frames and changed regions only when every region 
     const read = frameFrom(record);
     if (expected === undefined) assert.equal(read, undefined, name);
     else for (const [key, value] of Object.entries(expected)) assert.equal(read?.[key], value, `${name}: ${key}`);
+  }
+});
+
+// A desktop is shown by its system's name and version and its model, as the device describes them;
+// older devices that name only their platform still read as before.
+test('the console names a device\'s system by its name where the device gives one', () => {
+  const device = (about) => deviceFrom({ id: 'd1', device: about });
+  const cases = [
+    ['a Linux desktop', { platform: 'linux', os_name: 'Debian GNU/Linux', os_version: '12', device: 'ThinkPad X1' },
+      { system: 'Debian GNU/Linux 12', model: 'ThinkPad X1' }],
+    ['a platform only', { platform: 'ios', os_version: '17.1' }, { system: 'ios 17.1' }],
+    ['a name that is not text', { platform: 'linux', os_name: { a: 1 }, os_version: '12' }, { system: 'linux 12' }],
+    ['nothing', {}, { system: undefined, model: undefined }],
+  ];
+  for (const [name, about, expected] of cases) {
+    for (const [key, value] of Object.entries(expected)) assert.equal(device(about)?.[key], value, `${name}: ${key}`);
   }
 });

@@ -62,6 +62,8 @@ TEST_F(IntegrationsTest, EveryStartConfiguresEachIntegrationOnceWhileLinksAreTak
 
 TEST_F(IntegrationsTest, IntercomGetsTheInstallationIdentifierAndReportsMissingOperations) {
     EXPECT_EQ(HLVIntercom::install({}), nullptr);  // no Intercom in the application
+    EXPECT_EQ(HLVIntercom::install({.setCustomAttributes = [](const Json&) {}, .updateUser = nullptr}), nullptr);  // one alone cannot
+    EXPECT_EQ(HLVIntercom::install({.setCustomAttributes = nullptr, .updateUser = [] {}}), nullptr);
 
     std::vector<Json> attributes;
     int updates = 0;
@@ -82,6 +84,11 @@ TEST_F(IntegrationsTest, IntercomGetsTheInstallationIdentifierAndReportsMissingO
     EXPECT_EQ(countLog("Warning: Intercom should respond to updateUser:"), 1);
     EXPECT_EQ(updates, 3);
     EXPECT_EQ(attributes.size(), 3u);
+
+    device->installation.reset();  // nothing to give: no null erases what Intercom has
+    both->configure();
+    EXPECT_EQ(attributes.size(), 3u);
+    EXPECT_EQ(updates, 3);
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ TEST_F(TransportTest, SendsFixedHeadersInOrderMethodAndCompactBody) {
     EXPECT_EQ(sent.url, "http://h/a b?x=1");  // neither escaped nor validated
     EXPECT_EQ(sent.method, "GET");            // a body without a method still goes as GET
     EXPECT_EQ(sent.body, R"({"b":1,"a":[true,null]})");
-    const platform::HeaderList expected{{"X-HalvoraPlatform", "ios"},
+    const platform::HeaderList expected{{"X-HalvoraPlatform", "linux"},
                                         {"X-HalvoraSDKVersion", "1.5.4"},
                                         {"Content-Type", "application/json; charset=utf-8"}};
     EXPECT_EQ(sent.headers, expected);

@@ -2,10 +2,12 @@
 // code out, approves the agent who joined with it, and later ends the session from the banner;
 // the agent must see the session wait for approval, turn active, stream frames, and end. Then a
 // session link given on the command line (as a desktop launches the application for one) must
-// join the session it names.
+// join the session it names; a second launch with a link while the shop runs must hand the link
+// to the running copy and end, and must hand nothing to a socket another user put in its place.
 //   node user_started_e2e.mjs SERVICE_URL_FILE HALVORA_DEMO_SHOP
-import { spawn } from 'node:child_process';
-import { mkdtempSync, readdirSync, rmSync, statSync } from 'node:fs';
+import { spawn, spawnSync } from 'node:child_process';
+import { chownSync, mkdtempSync, readdirSync, rmSync, statSync } from 'node:fs';
+import { createServer } from 'node:net';
 import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
@@ -39,12 +41,14 @@ const { fail, api, until } = agentHarness({
   },
 });
 
+// Copies of the shop meet on a socket in the temporary directory: this run's own.
+const shopEnv = { ...process.env, QT_QPA_PLATFORM: 'offscreen', QT_QUICK_BACKEND: 'software', TMPDIR: data, XDG_RUNTIME_DIR: '' };
 function launch(args) {
   output = '';
   errors = '';
   app = spawn(shop, ['--api', serviceUrl, '--data', join(data, 'settings'), ...args], {
     stdio: ['ignore', 'pipe', 'pipe'],
-    env: { ...process.env, QT_QPA_PLATFORM: 'offscreen', QT_QUICK_BACKEND: 'software' },
+    env: shopEnv,
   });
   app.stdout.on('data', (chunk) => (output += chunk));
   app.stderr.on('data', (chunk) => (errors += chunk));
@@ -108,7 +112,33 @@ const deviceId = output.match(/device ([0-9A-F-]{36})/)?.[1] ?? fail(`no device 
 const waiting = await api('POST', `/api/1/agent/devices/${deviceId}/sessions`);
 launch([`halvora://link.halvora.io/session/${waiting.code}`]);
 await until('the linked session to turn active', async () => (await sessionState(waiting.id)) === 'active');
-stop();
 console.log(`link: session ${waiting.code} joined`);
+
+// 3. Launched with a link while it runs, the shop hands the link to the running copy and ends
+// at once: one copy, with one device identifier. The running copy's library takes the link (a
+// malformed one, so that only the link can be what it reports).
+const relayPath = join(data, `halvora-links-Halvora_Shop-${process.getuid()}`);
+const secondLaunch = (link) => spawnSync(shop, ['--api', serviceUrl, '--data', join(data, 'second'), link],
+  { env: shopEnv, encoding: 'utf8', timeout: 20_000 });
+const handed = secondLaunch('halvora://link.halvora.io/session/12');
+if (handed.status !== 0 || !handed.stdout.includes('went to the copy of Halvora Shop already running')) {
+  fail(`the second copy did not hand its link over: ${handed.status ?? handed.signal}\n${handed.stdout}${handed.stderr}`);
+}
+await until('the running copy to take the link', () => `${output}${errors}`.includes('halvora link invalid session 12'));
+stop();
+
+// 4. The attack: a socket at that place owned by another user, listening for links. The shop
+// hands it nothing and runs as the only copy.
+rmSync(relayPath, { force: true });
+const stolen = [];
+const standIn = createServer((socket) => socket.on('data', (chunk) => stolen.push(chunk.toString())));
+await new Promise((resolve) => standIn.listen(relayPath, resolve));
+chownSync(relayPath, 65534, 65534);
+launch([`halvora://link.halvora.io/session/${waiting.code}`]);
+await until('the shop to run as a copy of its own', () => /^device /m.test(output));
+standIn.close();
+if (stolen.length > 0) fail(`a socket of another user was handed ${JSON.stringify(stolen)}`);
+stop();
+console.log('second copies: a link handed to the running copy, none to another user\'s socket');
 rmSync(data, { recursive: true, force: true });
 process.exit(0);

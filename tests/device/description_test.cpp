@@ -11,14 +11,14 @@ using DescriptionTest = testing::LibraryTest;
 
 // Every key in order, location zeroed without permission.
 Json described(const Json& name, const Json& zone, const Json& installation, const Json& build, bool push) {
-    return {{"platform", "ios"}, {"device", "x86_64"}, {"device_locale", "en"}, {"device_timezone", zone},
-            {"os_version", "12"}, {"app_id", "com.example.shop"}, {"app_name", name},
+    return {{"platform", "linux"}, {"device", "x86_64"}, {"device_locale", "en"}, {"device_timezone", zone},
+            {"os_name", "Debian GNU/Linux"}, {"os_version", "12"}, {"app_id", "com.example.shop"}, {"app_name", name},
             {"app_installation_id", installation}, {"app_version", "2.3"}, {"app_build", build},
             {"app_build_configuration", "release"}, {"sdk_version", "1.5.4"}, {"latitude", 0}, {"longitude", 0},
             {"altitude", 0}, {"horizontal_accuracy", 0}, {"vertical_accuracy", 0}, {"push_enabled", push}};
 }
 
-TEST_F(DescriptionTest, EighteenKeysInOrderFromThePlatformAndNullForWhatItCannotTell) {
+TEST_F(DescriptionTest, NineteenKeysInOrderFromThePlatformAndNullForWhatItCannotTell) {
     device->push = true;
     EXPECT_EQ(HLVDevice::info(), described("Shop", "CET", "5B0C3F0E-7D3A-4C8E-9F51-1E2D3C4B5A69", "417", true));
     app->name.reset();

@@ -69,7 +69,7 @@ TEST_F(NotificationTest, AnErrorPresentsTheCurrentTokenHalfASecondLaterWithTheCr
     auto socket = sockets->made[0];
     const platform::HeaderList expected{{"Authorization", "Bearer n1"},
                                         {"X-HalvoraSDKVersion", kHalvoraVersion},
-                                        {"X-HalvoraPlatform", "ios"},
+                                        {"X-HalvoraPlatform", "linux"},
                                         {"X-HalvoraDeviceCredential", "k3y"}};
     EXPECT_EQ(socket->config.extraHeaders, expected);
     halvora.device()->registerDevice(nullptr);

@@ -2,7 +2,9 @@
 // identifier is kept in the vendor store is checked in platform_test.cpp.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/utsname.h>
 
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
@@ -119,6 +121,35 @@ TEST(OsReleaseTest, ParsesQuotedValuesAndSkipsCommentsAndBlankLines) {
     EXPECT_EQ(osReleaseValue(path, "BROKEN"), std::nullopt);
     EXPECT_EQ(osReleaseValue(path, "ID_LIKE"), std::nullopt);
     EXPECT_EQ(osReleaseValue((dir.path() / "missing").string(), "ID"), std::nullopt);
+}
+
+// What the device description says of a Linux desktop: the firmware's product name unless it
+// is a board's placeholder, and the system's name and version from os-release.
+TEST(LinuxDeviceInfoTest, NamesTheMachineAndTheSystemAsTheyTellThem) {
+    ScratchDir dir;
+    const auto osRelease = (dir.path() / "os-release").string();
+    std::ofstream(osRelease) << "NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n";
+    utsname system{};
+    ASSERT_EQ(::uname(&system), 0);
+    struct Case {
+        const char* productName;  // nullptr: no such file
+        std::string model;
+    };
+    for (const Case& c : {Case{"ThinkPad X1 Carbon Gen 11\n", "ThinkPad X1 Carbon Gen 11"},
+                          Case{"To Be Filled By O.E.M.\n", system.machine}, Case{"  \n", system.machine},
+                          Case{nullptr, system.machine}}) {
+        const auto dmi = dir.path() / "dmi";
+        std::filesystem::remove_all(dmi);
+        std::filesystem::create_directories(dmi);
+        if (c.productName) std::ofstream(dmi / "product_name") << c.productName;
+        const LinuxDeviceInfo info(nullptr, osRelease, dmi.string());
+        EXPECT_EQ(info.hardwareModel(), c.model) << (c.productName ? c.productName : "(none)");
+        EXPECT_EQ(info.osName(), "Debian GNU/Linux");
+        EXPECT_EQ(info.osVersion(), "12");
+    }
+    const LinuxDeviceInfo bare(nullptr, (dir.path() / "missing").string(), (dir.path() / "missing").string());
+    EXPECT_EQ(bare.osName(), std::string(system.sysname));
+    EXPECT_EQ(bare.osVersion(), std::string(system.release));
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
 // Runs the Qt suites inside one QGuiApplication, with the library's main queue, screen and
 // application being the Qt ones (the overlay and screen tracking are set up per test).
 #include <QGuiApplication>
+#include <QRasterWindow>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
 
 #include "halvora/platform.h"
@@ -22,7 +24,24 @@ extern "C" const char* __lsan_default_suppressions() {
            "leak:QtSharedPointer::ExternalRefCountData::getAndRef\n";
 }
 
+// Another application for the desktop tests: a window that takes the keyboard focus, says so,
+// and stays until it is killed.
+int takeFocus(int argc, char** argv) {
+    QGuiApplication app(argc, argv);
+    QRasterWindow window;
+    window.resize(200, 200);
+    QObject::connect(&app, &QGuiApplication::focusWindowChanged, [&](QWindow* focus) {
+        if (focus != &window) return;
+        std::printf("focused\n");
+        std::fflush(stdout);
+    });
+    window.show();
+    window.requestActivate();
+    return app.exec();
+}
+
 int main(int argc, char** argv) {
+    if (qEnvironmentVariableIsSet("HALVORA_TEST_TAKE_FOCUS")) return takeFocus(argc, argv);
     // CTest sets both; test discovery runs the binary without that environment.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND")) qputenv("QT_QUICK_BACKEND", "software");

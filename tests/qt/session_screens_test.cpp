@@ -158,7 +158,20 @@ TEST_F(SessionScreensTest, TheUserStartedFlowFromCodeToTheBannersEndButton) {
 
 // Session links the application opens itself, in its own scheme or as https to the link host,
 // join the session they name instead of leaving for the browser.
-TEST_F(SessionScreensTest, LinksTheApplicationOpensJoinTheirSession) {
+// The application's own https handler, given to Halvora.
+class AppLinks final : public QObject {
+    Q_OBJECT
+public:
+    std::vector<QUrl> opened;
+public Q_SLOTS:
+    void open(const QUrl& url) { opened.push_back(url); }
+};
+
+// Session links reach the library; every other https link still reaches the handler the
+// application has.
+TEST_F(SessionScreensTest, LinksTheApplicationOpensJoinTheirSessionAndTheRestReachItsOwnHandler) {
+    AppLinks app;
+    setUrlHandler("https", &app, "open");
     for (const auto& [link, code] : {std::pair{"halvora://link.halvora.io/session/123456", "123456"},
                                      std::pair{"https://LINK.halvora.io/session/654321", "654321"}}) {
         SCOPED_TRACE(link);
@@ -167,6 +180,11 @@ TEST_F(SessionScreensTest, LinksTheApplicationOpensJoinTheirSession) {
         ASSERT_TRUE(eventually([&] { return http->sent().size() > before; }));
         EXPECT_NE(http->sent().back().url.find(code), std::string::npos) << http->sent().back().url;
     }
+    EXPECT_TRUE(app.opened.empty());
+    const auto before = http->sent().size();
+    QDesktopServices::openUrl(QUrl("https://shop.example.com/orders/7"));
+    EXPECT_EQ(app.opened, std::vector<QUrl>{QUrl("https://shop.example.com/orders/7")});
+    EXPECT_EQ(http->sent().size(), before);
 }
 
 // The library starts itself about 2 s after the event loop starts, unless the application said no
@@ -192,3 +210,5 @@ TEST(QuickAutostart, StaysStoppedAndAsksWhenTheApplicationPropertiesSaySo) { exp
 
 }  // namespace
 }  // namespace halvora::qt
+
+#include "session_screens_test.moc"

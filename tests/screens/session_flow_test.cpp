@@ -135,6 +135,7 @@ TEST_F(SessionFlowTest, TheCodeAnimatesUntilTheRealCodeReplacesItAFifthOfASecond
         seen.insert(code());
     }
     EXPECT_EQ(seen.size(), 5u);
+    EXPECT_LT(ui->layout("HLVCodeDisplayView")["codeLabel"].alpha, 0.5) << "running digits read as a code";
     for (const auto& shownCode : seen) EXPECT_TRUE(std::regex_match(shownCode, std::regex("[0-9]{3}-[0-9]{3}"))) << shownCode;
 
     display.setCode(std::nullopt);  // nothing known yet: the digits go on
@@ -191,6 +192,11 @@ TEST_F(SessionFlowTest, ActivationPopsToTheRootAndAFailedOneShowsTheError) {
         }
         EXPECT_EQ(frame().popsToRoot, fails ? 0 : 1);
         EXPECT_EQ(errorShown(), fails);
+        if (fails) {  // pushed, the error still has its way out
+            ASSERT_FALSE(frame()["close"].hidden);
+            frame()["close"].tap();
+            EXPECT_EQ(frame().pops, 1);
+        }
         const auto lines = logLines();
         EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
                                 [](const std::string& line) {
@@ -201,7 +207,9 @@ TEST_F(SessionFlowTest, ActivationPopsToTheRootAndAFailedOneShowsTheError) {
     }
 }
 
-TEST_F(SessionFlowTest, DecliningEndsLikeTheEndButtonLeavingFirstEvenWhenEndingFails) {
+// Declining ends like the end button: the screen leaves first, sharing stops here at once
+// whatever the service answers, and when the service could not be told a screen says so.
+TEST_F(SessionFlowTest, EndingLeavesAndStopsSharingAtOnceAndSaysWhenTheServiceWasNotTold) {
     const struct {
         const char* button;
         bool presented;
@@ -219,10 +227,13 @@ TEST_F(SessionFlowTest, DecliningEndsLikeTheEndButtonLeavingFirstEvenWhenEndingF
         EXPECT_EQ(frame()["close"].hidden, !c.presented);
         answer(record(std::string(c.button) == "end" ? "active" : "pending", true));
         const char* screen = std::string(c.button) == "end" ? "HLVManageSessionView" : "HLVSessionApprovalView";
+        const auto presented = ui->presentedOwners.size();
         ui->layout(screen)[c.button].tap();
-        // The navigation step comes before the request's answer.
+        // The navigation step and the end here come before the request's answer.
         EXPECT_EQ(frame().dismissals, c.presented ? 1 : 0);
         EXPECT_EQ(frame().pops, c.presented ? 0 : 1);
+        EXPECT_TRUE(flow->session()->isEnded());
+        EXPECT_EQ(Halvora::instance().currentSession(), nullptr);
         EXPECT_EQ(bodyOf(http->lastSent())["state"], "ended");
         if (c.endFails) {
             http->fail();
@@ -230,14 +241,32 @@ TEST_F(SessionFlowTest, DecliningEndsLikeTheEndButtonLeavingFirstEvenWhenEndingF
         } else {
             answer(record("ended"));
         }
+        ASSERT_EQ(ui->presentedOwners.size(), presented + (c.endFails ? 1 : 0));
         EXPECT_EQ(errorShown(), c.endFails);
+        if (c.endFails) {
+            EXPECT_EQ(ui->layout("HLVErrorDisplayView")["message"].text(), HLVViewController::kEndNotToldMessage);
+            EXPECT_FALSE(frame()["close"].hidden);
+        }
     }
     EXPECT_EQ(countLog(R"(Halvora Error: Error Domain=curl Code=7 "Couldn't connect to server")"), 2);
 }
 
 TEST_F(SessionFlowTest, TheBannerOpensOneManagementScreenAtATime) {
+    const auto sessionsAskedFor = [&] {
+        const auto sent = http->sent();
+        return std::count_if(sent.begin(), sent.end(), [](const auto& request) {
+            return request.method == "POST" && request.url.ends_with("/api/1/sessions");
+        });
+    };
+    ui->refusesPresentation = true;  // nowhere to show it: no session is made for nobody to see
+    Halvora::instance().openSessionManagement();
+    settle();
+    EXPECT_EQ(sessionsAskedFor(), 0);
+    ui->refusesPresentation = false;
+
     Halvora::instance().overlay().onStatusTap();
     ASSERT_EQ(ui->presentedOwners.size(), 1u);
+    EXPECT_EQ(sessionsAskedFor(), 1);
     EXPECT_FALSE(frame()["close"].hidden);
     Halvora::instance().openSessionManagement();
     EXPECT_EQ(ui->presentedOwners.size(), 1u);  // still open: no second screen

@@ -76,6 +76,21 @@ TEST_F(ScreenHooksTest, DeclaredViewsAreMaskedFromActivationAndFramesFailClosedW
     EXPECT_TRUE(testing::containsColour(session->lastCapture(), {0x26, 0x26, 0x28, 0xff}, 0));
 }
 
+// The display is kept awake while a session is active and may sleep and lock again once it
+// ends (on a desktop the hold covers the whole desktop); a hold the application took itself is
+// left to it.
+TEST_F(ScreenHooksTest, TheDisplayIsKeptAwakeOnlyWhileTheSessionIsActive) {
+    for (const bool heldByTheApplication : {false, true}) {
+        ui->idleTimerDisabled = heldByTheApplication;
+        session = FacadeAccess::makeSession();
+        activate();
+        EXPECT_TRUE(ui->idleTimerDisabled);
+        session->updateResource(Json::parse(R"({"type":"Session","id":"S","code":"123456","state":"ended"})"));
+        runPending();
+        EXPECT_EQ(ui->idleTimerDisabled, heldByTheApplication) << "the application held it: " << heldByTheApplication;
+    }
+}
+
 TEST_F(ScreenHooksTest, ARemaskRefreshesTheFrameAndComesToTheFront) {
     Halvora::redact(card);
     card->setFrame({20, 300, 350, 120});

@@ -207,6 +207,23 @@ TEST_F(SessionFramesTest, ChangedRegionsFollowTheWholeFrameTheAgentHasUntilTheNe
     EXPECT_TRUE(change().contains("image")) << "only true announces regions";
 }
 
+// A page the agent sent that opened outside the shared window (the system's browser) is named to
+// the agent as what the user now sees; one shown inside the window needs no word.
+TEST_F(SessionFramesTest, APageOpenedOutsideTheSharedWindowIsAnnouncedToTheAgent) {
+    Halvora::instance().setCurrentSession(session);
+    for (const auto shown : {platform::PageShown::inApplication, platform::PageShown::outside}) {
+        browser->shownAs = shown;
+        const auto before = sent("screen").size();
+        session->agentEventReceived(*HLVURL::from(Json{{"type", "URL"}, {"url", "https://example.com/help"}}));
+        settle();
+        const auto screens = sent("screen");
+        ASSERT_EQ(screens.size(), before + (shown == platform::PageShown::outside ? 1 : 0));
+        if (shown != platform::PageShown::outside) continue;
+        EXPECT_EQ(screens.back()["class"], Halvora::kOutsidePageScreen);
+        EXPECT_EQ(screens.back()["title"], "Opened outside the shared window: https://example.com/help");
+    }
+}
+
 // A frame is the key window at one pixel per point, shrunk only past the longest side allowed,
 // whatever the size of the screen it stands on (a regions record says the picture's size).
 TEST_F(SessionFramesTest, AFrameIsTheKeyWindowAtOnePixelPerPointUpToTheLongestSide) {

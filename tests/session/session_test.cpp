@@ -94,7 +94,7 @@ TEST_F(SessionTest, ActivationSendsStateDeviceAndCustomDataInOrder) {
     });
     EXPECT_EQ(http->lastSent().url, "http://svc/api/1/sessions/s1");
     Json body = bodyOf(http->lastSent());
-    EXPECT_EQ(body["device"]["platform"], "ios");
+    EXPECT_EQ(body["device"]["platform"], "linux");
     body["device"] = nullptr;
     EXPECT_EQ(body.dump(), R"({"state":"active","device":null,"custom_data":{"plan":"pro"}})");
 

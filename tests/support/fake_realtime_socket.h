@@ -63,7 +63,12 @@ public:
 class RecordingUrlOpener final : public platform::UrlOpener {
 public:
     std::vector<std::string> opened;
+    platform::PageShown shownAs = platform::PageShown::unknown;
     void open(const std::string& url) override { opened.push_back(url); }
+    platform::PageShown openPage(const std::string& url) override {
+        open(url);
+        return shownAs;
+    }
 };
 
 }  // namespace halvora::testing

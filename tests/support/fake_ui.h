@@ -199,10 +199,12 @@ public:
     // Every layout built, oldest first; presentModally marks one presented and keeps its owner.
     std::vector<std::shared_ptr<FakeLayout>> layouts;
     std::vector<std::shared_ptr<void>> presentedOwners;
+    bool refusesPresentation = false;  // as a host with no window to present over
     platform::LayoutRef loadLayout(const std::string& layoutName) override {
         return layouts.emplace_back(std::make_shared<FakeLayout>(layoutName));
     }
     bool presentModally(const platform::LayoutRef& layout, std::shared_ptr<void> owner) override {
+        if (refusesPresentation) return false;
         std::static_pointer_cast<FakeLayout>(layout)->presented = true;
         presentedOwners.push_back(std::move(owner));
         return true;

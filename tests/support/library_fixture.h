@@ -61,6 +61,7 @@ class FakeDeviceInfo final : public platform::DeviceInfo {
 public:
     std::optional<std::string> model = "x86_64";
     std::optional<std::string> zone = "CET";
+    std::optional<std::string> osNameValue = "Debian GNU/Linux";
     std::optional<std::string> os = "12";
     std::optional<std::string> installation = "5B0C3F0E-7D3A-4C8E-9F51-1E2D3C4B5A69";
     bool push = false;
@@ -68,6 +69,7 @@ public:
 
     std::optional<std::string> hardwareModel() const override { return model; }
     std::optional<std::string> timeZoneAbbreviation() const override { return zone; }
+    std::optional<std::string> osName() const override { return osNameValue; }
     std::optional<std::string> osVersion() const override { return os; }
     std::optional<std::string> installationId() const override { return installation; }
     bool isRegisteredForPushNotifications() const override { return push; }

@@ -186,6 +186,8 @@ public:
     void setLinkHost(std::string host);
     const std::string& linkHost() const { return linkHost_; }
     static constexpr const char* kDefaultLinkHost = "link.halvora.io";
+    // The screen the agent is told of when a page it sent opened outside the shared window.
+    static constexpr const char* kOutsidePageScreen = "HLVOutsideBrowser";
 
     // Screen hooks: the toolkit integration calls these for every screen of the application when
     // it is about to appear and after it disappeared. While the current session is active, an
@@ -253,6 +255,7 @@ private:
     std::weak_ptr<HLVViewController> management_;  // the flow presented here, while shown
     std::optional<bool> askBeforeAgentSessions_;
     std::set<std::string> asking_;  // codes fetched to ask about, while in flight
+    bool keepsDisplayAwake_ = false;  // the idle timer was turned off for a session, by us
 };
 
 }  // namespace halvora

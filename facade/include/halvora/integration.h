@@ -42,17 +42,18 @@ struct HLVIntercomHooks {
 class HLVIntercom final : public HLVIntegration {
 public:
     explicit HLVIntercom(HLVIntercomHooks hooks) : hooks_(std::move(hooks)) {}
-    // Registers the integration when the hooks make it available; returns it, or none.
+    // Registers the integration when both hooks are given; returns it, or none.
     static std::shared_ptr<HLVIntercom> install(HLVIntercomHooks hooks);
 
-    // True when the host gave at least one operation: its application has Intercom.
+    // True when the host gave both operations: one alone cannot put the identifier on the user.
     bool isAvailable() const override;
     std::string name() const override { return "Intercom"; }
     void configure() override { updateUser(); }
     // Intercom's own pushes are Intercom's business.
     void onPushNotification(const Json&) override {}
     // {"HalvoraID": <installation identifier>} as custom attributes, then the user update; a
-    // missing operation is reported in the log and the other still runs.
+    // missing operation is reported in the log and the other still runs. Without an identifier
+    // nothing is sent (a null would erase the one Intercom has), and the log says so.
     void updateUser();
 
 private:

@@ -29,10 +29,30 @@
 // appears or disappears to Halvora::instance(), and from the first turn of the event loop keeps the
 // library's overlay (banner, drawing, laser, touches) drawn on top of the key window.
 
+class QObject;
+class QString;
+
 namespace halvora::qt {
+
+// Call once, before the QGuiApplication exists: sets what Qt needs set that early for the pages
+// the agent sends to open in a WebView inside the shared window (Qt WebView's web engine shares
+// OpenGL contexts). Harmless when Qt WebView is not installed.
+void prepareApplication();
 
 // Call once, on the GUI thread, after the QGuiApplication exists and before QML is loaded.
 // Calling it again does nothing.
+//
+// A copy of the application started for a session link (the desktop's x-scheme-handler, or an
+// https link to the library's link host) while another copy of it runs for the same user hands
+// the link to that copy and exits here, so one copy, with one device identifier, joins it.
 void install();
+
+// Your application's own handler for links of a scheme, as QDesktopServices::setUrlHandler takes
+// it (a receiver and the name of its slot taking a QUrl). Use it instead of QDesktopServices for
+// the https scheme, or the scheme Halvora's links use: once started, Halvora takes the links of
+// those schemes that are its own and hands every other one to your handler (without one, other
+// https links go to the browser). Qt does not tell which handler was set before, so this is how
+// Halvora learns of yours.
+void setUrlHandler(const QString& scheme, QObject* receiver, const char* method);
 
 }  // namespace halvora::qt

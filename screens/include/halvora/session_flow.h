@@ -31,6 +31,8 @@ public:
     virtual void getSession(const std::string& idOrCode, SessionCallback callback) = 0;
     // The service's credit page, opened by the layout's "Powered by" button.
     virtual std::string poweredByUrl() const = 0;
+    // Presents a flow modally over the top screen; false when there is nowhere to show it.
+    virtual bool present(const std::shared_ptr<class HLVViewController>& flow) = 0;
 };
 
 // A screen made from a named layout. The layout is built on the first call of view() (then
@@ -81,23 +83,32 @@ public:
     // Shows `session`, already fetched, instead of creating or adopting one (the facade asking
     // the user about a session the agent started). Call before the view loads.
     HLVViewController& showSession(std::shared_ptr<HLVSession> session);
-    // Asks for a new session (done by the view's loading unless a session is active or loading).
+    // Asks for a new session (done when the screen first appears, unless a session is active or
+    // loading: a flow that is never shown leaves no session behind).
     HLVViewController& createSession();
 
     // The host calls it each time the screen is about to appear: the close button shows only
-    // while the screen is presented modally.
+    // while the screen is presented modally, or over an error.
     void viewWillAppear(bool animated);
 
     // The actions of the layouts' buttons.
     void accceptSession();  // approve: the countdown, then activation
     void declineSession();  // the same as ending
-    void endSession();      // close or pop first, then ask the service to end the session
+    // Closes or pops first, then ends the session here at once (frames, banner and masks go) and
+    // asks the service to end it; when the service cannot be told, a screen says so.
+    void endSession();
     void openPoweredBy();
-    void close();
+    void close();  // dismissed when presented, popped when pushed
 
     // Schedules the choice of the child screen on the main queue.
     void render();
-    void renderError(const HLVError& error);
+    // `message`, when given, replaces the error screen's text.
+    void renderError(const HLVError& error, const std::optional<std::string>& message = std::nullopt);
+
+    // What the user reads when the session ended here but the service could not be told.
+    static constexpr const char* kEndNotToldMessage =
+        "Your screen is no longer shared. The support service could not be told, so your agent may "
+        "still see the session as open.";
 
     std::shared_ptr<HLVSession> session() const { return session_; }
     HLVCodeDisplayViewController& codeDisplay() const { return *codeDisplay_; }
@@ -113,11 +124,13 @@ private:
     HLVSession::SessionCompletion adoptCompletion();
     void showSubview(const platform::ViewRef& view);
     void onSessionActivated(const std::shared_ptr<HLVSession>& session);
+    void leave();
     std::weak_ptr<HLVViewController> weakSelf();
 
     std::shared_ptr<HLVSessionSource> source_;
     std::shared_ptr<HLVSession> session_;
     bool loadingSession_ = false;
+    bool appeared_ = false;
     std::shared_ptr<HLVCodeDisplayViewController> codeDisplay_;
     std::shared_ptr<HLVCountdownViewController> countdown_;
     std::shared_ptr<HLVSessionApprovalViewController> approval_;

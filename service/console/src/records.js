@@ -43,7 +43,8 @@ export function sessionFrom(value) {
 export function deviceFrom(value) {
   if (!isObject(value) || typeof value.id !== 'string' || !ID.test(value.id)) return undefined;
   const about = isObject(value.device) ? value.device : {};
-  const system = [text(about.platform), text(about.os_version)].filter(Boolean).join(' ');
+  // The system by its name where the device gives it ("Debian GNU/Linux 12"), else by platform.
+  const system = [text(about.os_name) ?? text(about.platform), text(about.os_version)].filter(Boolean).join(' ');
   const customData = [];
   if (isObject(value.custom_data)) {
     for (const [key, item] of Object.entries(value.custom_data).slice(0, CUSTOM_DATA_MAX)) {

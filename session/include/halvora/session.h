@@ -119,6 +119,9 @@ public:
     // Tells the agent which screen is shown, when the session is active and `viewController` is
     // the key window's top screen.
     void viewWillAppear(const platform::ViewControllerRef& viewController, bool animated);
+    // Tells the agent, while active, what the user sees now when it is not a screen of the
+    // application (a page opened outside it): a "screen" record of that class and title.
+    void announceScreen(const std::string& className, const std::optional<std::string>& title);
 
 private:
     HLVSession(std::shared_ptr<const ServiceContext> context, std::shared_ptr<HLVDevice> device);

@@ -30,8 +30,11 @@ public:
 class DeviceInfo {
 public:
     virtual ~DeviceInfo() = default;
-    virtual std::optional<std::string> hardwareModel() const = 0;         // uname machine
+    // The machine's model where the system tells it (a laptop's product name), else its kind.
+    virtual std::optional<std::string> hardwareModel() const = 0;
     virtual std::optional<std::string> timeZoneAbbreviation() const = 0;  // e.g. "CET"
+    // The operating system's name ("Debian GNU/Linux") and version ("12").
+    virtual std::optional<std::string> osName() const { return std::nullopt; }
     virtual std::optional<std::string> osVersion() const = 0;
     // Identifier shared by one vendor's applications on this device (a UUID string).
     virtual std::optional<std::string> installationId() const = 0;
