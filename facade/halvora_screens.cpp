@@ -76,10 +76,17 @@ void Halvora::redact(const platform::ViewRef& view) {
 
 void Halvora::unredact(const platform::ViewRef& view) {
     if (!view) return;
-    platform::mainQueue().post([view] {
+    auto remove = [view] {
         if (!view->isAlive()) return;
         if (auto mask = redactionOverlay(*view)) mask->removeFromSuperview();
-    });
+    };
+    // At once on the main thread: a view that stopped being sensitive (a reused list row) must not
+    // wear its mask in the next capture. Other threads hop to the main queue.
+    if (platform::mainQueue().isCurrentThread()) {
+        remove();
+    } else {
+        platform::mainQueue().post(std::move(remove));
+    }
 }
 
 }  // namespace halvora

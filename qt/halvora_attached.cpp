@@ -1,5 +1,7 @@
 #include "qt/halvora_attached.h"
 
+#include <utility>
+
 #include <algorithm>
 
 #include <QCoreApplication>
@@ -65,10 +67,12 @@ void HalvoraAttached::changed() {
     if (!onChange() || changePending) return;
     // A binding clears the list and appends to it again: one call once it has done.
     changePending = true;
-    QMetaObject::invokeMethod(QCoreApplication::instance(), [] {
-        changePending = false;
-        if (onChange()) onChange()();
-    }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(QCoreApplication::instance(), [] { applyPendingChange(); }, Qt::QueuedConnection);
+}
+
+void HalvoraAttached::applyPendingChange() {
+    if (!std::exchange(changePending, false)) return;
+    if (onChange()) onChange()();
 }
 
 HalvoraAttached* HalvoraAttached::existingFor(const QObject* object) {

@@ -48,6 +48,10 @@ public:
     static QQuickItem* drawingItemOf(QObject* object);
     // Called once on the next turn of the event loop after any list changed, however many did.
     static void setOnChange(std::function<void()> hook);
+    // Runs the hook now for declarations changed since it last ran (it runs on the next turn of
+    // the event loop otherwise): a capture must not see the masks of a moment before, as when a
+    // reused list row stopped declaring its field but still wears its mask.
+    static void applyPendingChange();
 
 Q_SIGNALS:
     void redactedItemsChanged();

@@ -83,6 +83,7 @@ void install() {
     auto* watcher = new WindowWatcher({}, QCoreApplication::instance());
     QPointer<WindowWatcher> watching(watcher);
     QuickWindow::setBeforeCapture([watching](QQuickWindow* window) {
+        HalvoraAttached::applyPendingChange();
         if (watching) watching->screens().refresh(window);
     });
     // The facade (and with it the overlay model) is made on the first turn of the event loop, so

@@ -153,12 +153,15 @@ public:
     int shown = 0, refused = 0, leaked = 0;
 
 private:
+    // isCardColour on the raw bytes: the probe runs every few milliseconds, and in a sanitized
+    // build a QColor per pixel would leave the session's own passes little of the main thread.
     static bool containsMagenta(const RgbaFrame& canvas) {
-        for (int y = 0; y < canvas.height; ++y)
-            for (int x = 0; x < canvas.width; ++x) {
-                const auto [r, g, b, a] = test::pixel(canvas, x, y);
-                if (isCardColour(QColor(r, g, b))) return true;
+        for (int y = 0; y < canvas.height; ++y) {
+            const std::uint8_t* p = canvas.row(y);
+            for (int x = 0; x < canvas.width; ++x, p += RgbaFrame::kBytesPerPixel) {
+                if (p[0] > 200 && p[1] < 70 && p[2] > 150) return true;
             }
+        }
         return false;
     }
     QTimer timer_;
