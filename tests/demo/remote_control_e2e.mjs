@@ -56,7 +56,9 @@ let frames = 0;
 agent.on('frame', () => (frames += 1));
 await until('the first frame', () => frames > 0);
 
-await operateShop(agent);
+// A sanitized build renders and animates several times slower: each step waits longer for the
+// shop's page transitions to end before the next tap.
+await operateShop(agent, process.env.HALVORA_SANITIZED === '1' ? { settle: 3000 } : {});
 await until('the last result', () => output.includes(`app: ${expectedReports.at(-1)}`));
 
 // The slider reports every step of the drag; the other controls exactly once each.
