@@ -149,15 +149,10 @@ void QuickApplication::interceptLinks(std::function<void(const std::string& url)
     // Links that other copies of the application were started with.
     if (linkRelay_) linkRelay_->setOnLink(onLink);
     // A desktop launching the application for a link passes it as an argument (the %u of the
-    // .desktop entry's Exec line). Only absolute links qualify; the facade checks the host.
-    const QStringList arguments = QCoreApplication::arguments();
-    for (qsizetype i = 1; i < arguments.size(); ++i) {
-        const QUrl url(arguments[i], QUrl::StrictMode);
-        const QString given = url.scheme().toLower();
-        if (url.isValid() && !url.host().isEmpty() && (given == scheme || given == "https" || given == "http")) {
-            onLink(url.toString(QUrl::FullyEncoded).toStdString());
-        }
-    }
+    // .desktop entry's Exec line): the same rule as for a link handed over by another copy.
+    const auto link = LinkRelay::linkIn(QCoreApplication::arguments(), scheme,
+                                        QString::fromStdString(Halvora::instance().linkHost()));
+    if (link) onLink(link->toStdString());
 }
 
 platform::ApplicationState QuickApplication::state() const {

@@ -186,7 +186,7 @@ void HLVViewController::declineSession() { endSession(); }
 
 void HLVViewController::endSession() {
     // The navigation step comes first, so that an error ending the session still leaves.
-    leave();
+    close();
     if (!session_) return;
     auto session = session_;
     session->end([source = source_, session](OptionalError error, std::shared_ptr<HLVSession>) {
@@ -203,14 +203,6 @@ void HLVViewController::endSession() {
     });
     // Sharing ends on this device now, whatever the service answers, or if it never does.
     session->endLocally();
-}
-
-void HLVViewController::leave() {
-    if (layout() && layout()->isBeingPresented()) {
-        close();
-    } else if (layout()) {
-        layout()->popNavigation(true);
-    }
 }
 
 void HLVViewController::onSessionActivated(const std::shared_ptr<HLVSession>& /*session*/) {

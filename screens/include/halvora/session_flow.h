@@ -124,7 +124,6 @@ private:
     HLVSession::SessionCompletion adoptCompletion();
     void showSubview(const platform::ViewRef& view);
     void onSessionActivated(const std::shared_ptr<HLVSession>& session);
-    void leave();
     std::weak_ptr<HLVViewController> weakSelf();
 
     std::shared_ptr<HLVSessionSource> source_;
